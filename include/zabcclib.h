@@ -1,0 +1,142 @@
+/* zabcclib.h: the C ABI of libzabcclib64, our ZAB access library.
+ *
+ * Conventions
+ * - A short string is a 256-byte buffer: one length byte, then up to 255
+ *   bytes (no terminating zero). Out short strings must point to 256 bytes.
+ * - Key arrays of short strings are ZAB_MAXDIM such buffers in a row
+ *   (ZAB_MAXDIM * 256 bytes); raw key arrays are ZAB_MAXDIM int32_t values;
+ *   value arrays are ZAB_VALUES doubles; the special-value array is
+ *   ZAB_SPECIALS doubles.
+ * - Integer results are non-zero on success.
+ * - Operations whose parameters hold no string are exported as "C__" + name,
+ *   the others as "D__" + name. XCreate, XFree, zabSetLoadPath and
+ *   zabGetLoadPath carry no prefix; XCreateD, XCheck and XAPIVersion carry
+ *   "D__".
+ * - The first argument of every operation is the object made by XCreate.
+ */
+#ifndef ZABCCLIB_H
+#define ZABCCLIB_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(_WIN32)
+#define ZAB_API __declspec(dllexport)
+#else
+#define ZAB_API __attribute__((visibility("default")))
+#endif
+
+#define ZAB_MAXDIM 20
+#define ZAB_VALUES 5
+#define ZAB_SPECIALS 7
+#define ZAB_APIVERSION 11
+
+/* Symbol type codes. */
+#define ZAB_TYPE_SET 0
+#define ZAB_TYPE_PARAMETER 1
+#define ZAB_TYPE_VARIABLE 2
+#define ZAB_TYPE_EQUATION 3
+#define ZAB_TYPE_ALIAS 4
+
+/* Value fields of a record (0-based positions in a value array). */
+#define ZAB_VAL_LEVEL 0
+#define ZAB_VAL_MARGINAL 1
+#define ZAB_VAL_LOWER 2
+#define ZAB_VAL_UPPER 3
+#define ZAB_VAL_SCALE 4
+
+typedef void* zabHandle_t;
+typedef unsigned char zabShortStr_t[256];
+
+/* ---- administration ---------------------------------------------------- */
+
+/* Creates an object; *pzab is NULL when that fails. */
+ZAB_API void XCreate(zabHandle_t* pzab);
+/* Same, with the directory the caller loaded the library from (short string). */
+ZAB_API void D__XCreateD(zabHandle_t* pzab, const unsigned char* dirName);
+/* Frees the object (closing any open file) and sets *pzab to NULL. */
+ZAB_API void XFree(zabHandle_t* pzab);
+/* Whether this library provides operation `name` (short string, without its
+ * prefix) with `nargs` parameters of the given type codes (argTypes[0] is the
+ * result's code, then one per parameter after the object). Returns 1 when it
+ * does; 0 otherwise with the reason in msg. With nargs 0 it only gives, in
+ * msg, the reason the operation is unavailable (or an empty text) and
+ * returns whether the operation exists at all. */
+ZAB_API int D__XCheck(const unsigned char* name, int nargs, const int* argTypes,
+                      unsigned char* msg);
+/* Accepts API version ZAB_APIVERSION: returns 1 and sets *checkMode to 0.
+ * Any other version: returns 0 with the reason in msg. */
+ZAB_API int D__XAPIVersion(int api, unsigned char* msg, int* checkMode);
+ZAB_API int C__zabInitialize(void);
+ZAB_API int C__zabFinalize(void);
+ZAB_API void zabSetLoadPath(const unsigned char* path);
+ZAB_API void zabGetLoadPath(unsigned char* path);
+
+/* ---- read side --------------------------------------------------------- */
+
+/* Opens and validates a whole file. Returns 1 with *errNr 0, or 0 with a
+ * non-zero *errNr whose text zabErrorStr gives. */
+ZAB_API int D__zabOpenRead(zabHandle_t pzab, const unsigned char* fileName, int* errNr);
+ZAB_API int D__zabErrorStr(zabHandle_t pzab, int errNr, unsigned char* msg);
+ZAB_API int C__zabClose(zabHandle_t pzab);
+ZAB_API int C__zabResetSpecialValues(zabHandle_t pzab);
+ZAB_API int C__zabGetSpecialValues(zabHandle_t pzab, double* specials);
+ZAB_API int C__zabSetSpecialValues(zabHandle_t pzab, const double* specials);
+ZAB_API int C__zabSystemInfo(zabHandle_t pzab, int* symbolCount, int* uelCount);
+ZAB_API int D__zabSymbolInfo(zabHandle_t pzab, int symNr, unsigned char* name, int* dim,
+                             int* type);
+ZAB_API int D__zabSymbolInfoX(zabHandle_t pzab, int symNr, int* recordCount, int* userInfo,
+                              unsigned char* text);
+ZAB_API int D__zabFindSymbol(zabHandle_t pzab, const unsigned char* name, int* symNr);
+ZAB_API int C__zabDataReadStrStart(zabHandle_t pzab, int symNr, int* recordCount);
+ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* values,
+                              int* firstChanged);
+ZAB_API int C__zabDataReadRawStart(zabHandle_t pzab, int symNr, int* recordCount);
+ZAB_API int C__zabDataReadRaw(zabHandle_t pzab, int* keys, double* values, int* firstChanged);
+ZAB_API int C__zabDataReadDone(zabHandle_t pzab);
+ZAB_API int D__zabGetElemText(zabHandle_t pzab, int textNr, unsigned char* text, int* node);
+ZAB_API int D__zabUMUelGet(zabHandle_t pzab, int uelNr, unsigned char* uel, int* userMap);
+ZAB_API int D__zabUMFindUEL(zabHandle_t pzab, const unsigned char* uel, int* uelNr,
+                            int* userMap);
+ZAB_API int C__zabGetLastError(zabHandle_t pzab);
+ZAB_API int C__zabErrorCount(zabHandle_t pzab);
+
+/* ---- write side -------------------------------------------------------- */
+
+/* Creates the file; nothing reaches its final name before zabClose
+ * succeeds. */
+ZAB_API int D__zabOpenWrite(zabHandle_t pzab, const unsigned char* fileName,
+                            const unsigned char* producer, int* errNr);
+/* Registers labels in order (numbers 1, 2, ...); the number of an existing
+ * label (ASCII case ignored) is returned for a repeat. */
+ZAB_API int C__zabUELRegisterStrStart(zabHandle_t pzab);
+ZAB_API int D__zabUELRegisterStr(zabHandle_t pzab, const unsigned char* uel, int* uelNr);
+ZAB_API int C__zabUELRegisterDone(zabHandle_t pzab);
+/* Adds a set element text; *textNr is its number (an equal text shares one). */
+ZAB_API int D__zabAddSetText(zabHandle_t pzab, const unsigned char* text, int* textNr);
+/* Starts a symbol whose records come with label strings as keys. */
+ZAB_API int D__zabDataWriteStrStart(zabHandle_t pzab, const unsigned char* name,
+                                    const unsigned char* text, int dim, int type,
+                                    int userInfo);
+ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys,
+                               const double* values);
+/* Starts a symbol whose records come with label numbers as keys. */
+ZAB_API int D__zabDataWriteRawStart(zabHandle_t pzab, const unsigned char* name,
+                                    const unsigned char* text, int dim, int type,
+                                    int userInfo);
+ZAB_API int C__zabDataWriteRaw(zabHandle_t pzab, const int* keys, const double* values);
+/* Ends the symbol: sorts its records; a duplicate key fails here. */
+ZAB_API int C__zabDataWriteDone(zabHandle_t pzab);
+/* Adds alias `aliasName` of the earlier set `setName`, with an explanatory
+ * text. */
+ZAB_API int D__zabAddAlias(zabHandle_t pzab, const unsigned char* setName,
+                           const unsigned char* aliasName, const unsigned char* text);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZABCCLIB_H */

@@ -1,0 +1,1 @@
+#include "core/grow_array.h"

@@ -1,0 +1,1 @@
+#include "core/hash_list.h"

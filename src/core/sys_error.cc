@@ -1,0 +1,1 @@
+#include "core/sys_error.h"

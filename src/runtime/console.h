@@ -1,0 +1,23 @@
+// Console output and the ways out of the process.
+//
+// All console text (the report and every message) goes to standard output
+// through these functions. halt() is the only way the program ends with a
+// code other than by returning from main: it flushes standard output and every
+// open TextFile first, so what was written is on disk.
+#pragma once
+
+#include <string_view>
+
+namespace rt {
+
+void out(std::string_view s);    // writes s to standard output
+void outLn(std::string_view s = {});  // writes s and a line end
+void flushOut();
+
+[[noreturn]] void halt(int exitCode);
+
+// An internal assertion that input can still reach: prints
+// "*** Internal error: " + what and ends the run with exit code 1.
+[[noreturn]] void internalError(std::string_view what);
+
+}  // namespace rt

@@ -1,0 +1,56 @@
+#include "runtime/line_reader.h"
+
+#include <cerrno>
+#include <string>
+
+namespace rt {
+
+LineReader::~LineReader() { close(); }
+
+int LineReader::open(std::string_view path) {
+  close();
+  std::string p(path);
+  errno = 0;
+  f_ = std::fopen(p.c_str(), "rb");
+  rc_ = f_ ? 0 : (errno ? errno : EIO);
+  return rc_;
+}
+
+bool LineReader::eof() {
+  if (!f_) return true;
+  int c = std::getc(f_);
+  if (c == EOF) {
+    if (std::ferror(f_)) rc_ = errno ? errno : EIO;
+    return true;
+  }
+  std::ungetc(c, f_);
+  return false;
+}
+
+bool LineReader::readLine(ShortStr& line) {
+  line.clear();
+  if (!f_) return false;
+  int n = 0;
+  int c;
+  bool any = false;
+  while ((c = std::getc(f_)) != EOF) {
+    any = true;
+    if (c == '\n') return true;
+    if (n < ShortStr::kMax) {
+      line.append(static_cast<char>(c));
+      ++n;
+    }
+  }
+  if (std::ferror(f_)) {
+    rc_ = errno ? errno : EIO;
+    return false;
+  }
+  return any;
+}
+
+void LineReader::close() {
+  if (f_) std::fclose(f_);
+  f_ = nullptr;
+}
+
+}  // namespace rt

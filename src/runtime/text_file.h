@@ -1,0 +1,50 @@
+// TextFile: a text file opened for writing, created or truncated, buffered.
+//
+// Contract: every operation keeps the first I/O failure as an errno-style
+// result code (0 = fine). After a failure later writes are dropped, and
+// ioResult(), flush() and close() keep reporting that first failure, so a
+// failed write is never lost silently. Line ends are "\n". A TextFile that is
+// open registers itself so that rt::halt() can flush it before the process ends.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace rt {
+
+class TextFile {
+ public:
+  TextFile();
+  ~TextFile();  // flushes and closes; a failure there is not reported
+  TextFile(const TextFile&) = delete;
+  TextFile& operator=(const TextFile&) = delete;
+
+  // Creates (or truncates) the file. Returns 0 or the errno of the failure.
+  int create(std::string_view path);
+  bool isOpen() const { return fd_ >= 0; }
+  const std::string& path() const { return path_; }
+
+  void write(std::string_view s);
+  void write(char c);
+  void writeLn(std::string_view s = {});
+
+  int flush();             // writes the buffer out; returns ioResult()
+  int close();             // flush + close; returns the first failure or 0
+  int ioResult() const { return rc_; }
+
+  // Flushes every open TextFile (used on the way out of the process).
+  static void flushAll();
+
+ private:
+  void spill(const char* p, size_t n);
+
+  int fd_ = -1;
+  int rc_ = 0;
+  size_t used_ = 0;
+  std::string path_;
+  char* buf_ = nullptr;
+  TextFile* nextOpen_ = nullptr;
+  TextFile* prevOpen_ = nullptr;
+};
+
+}  // namespace rt
