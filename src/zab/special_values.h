@@ -36,7 +36,12 @@ struct SpecialValueMapping {
   rt::ShortStr text[7];
   bool isString[7];
   bool isZero[7];
-  SpecialValueMapping();  // the defaults: 8888888888, 9999999999, +1e30, -1e30, 0
+  // The defaults: 8888888888, 9999999999, +1e30, -1e30, 0; no text is a
+  // string; only the EPS text counts as zero.
+  SpecialValueMapping()
+      : text{"8888888888", "9999999999", "+1e30", "-1e30", "0", "", ""},
+        isString{},
+        isZero{false, false, false, false, true, false, false} {}
 };
 
 // Index 0..4 of the first of the five values that v equals, or -1.
