@@ -1,0 +1,247 @@
+#include "driver/dump_mode.h"
+
+#include <cmath>
+#include <cstdint>
+#include <string_view>
+
+#include "core/file_names.h"
+#include "core/number_text.h"
+#include "core/sys_error.h"
+#include "driver/run_state.h"
+#include "runtime/console.h"
+#include "runtime/short_string.h"
+#include "runtime/text_file.h"
+#include "vdd/definition.h"
+#include "vdd/vdd_reader.h"
+#include "zab/special_values.h"
+#include "zab/zab_api.h"
+
+namespace driver {
+
+namespace {
+
+constexpr int kMaxDim = 20;
+constexpr int kValues = 5;
+
+struct SymbolInfo {
+  rt::ShortStr name;
+  int dim = 0;
+  int type = 0;
+  int count = 0;
+  int userInfo = 0;
+  rt::ShortStr text;
+};
+
+// The dump's working state: the output file, the fields of the line under
+// construction (0 file name, 1 symbol name, 2.. index labels) and the buffers
+// one record is read into. Nothing here grows while records are written.
+struct DumpState {
+  rt::TextFile file;
+  rt::ShortStr dataline[kMaxDim + 2];
+  int maxsydim = 0;
+  zab::SpecialValueMapping mapping;  // the defaults: no VDD file in this mode
+  rt::ShortStr keys[kMaxDim];
+  double values[kValues] = {};
+  char valueText[2 * rt::ShortStr::kMax];
+};
+
+void readSymbolInfo(int nr, SymbolInfo& s) {
+  s.dim = s.type = s.count = s.userInfo = 0;
+  s.name.clear();
+  s.text.clear();
+  zab::api.zabSymbolInfo(run.pgx, nr, s.name.asBuffer(), &s.dim, &s.type);
+  zab::api.zabSymbolInfoX(run.pgx, nr, &s.count, &s.userInfo, s.text.asBuffer());
+  if (s.dim < 0 || s.dim > kMaxDim)
+    rt::internalError((rt::ShortStr("symbol ") + s.name + " has dimension " +
+                       core::intToStr(s.dim) + ", outside 0..20")
+                          .view());
+}
+
+void quoteInto(rt::ShortStr& field, std::string_view text) {
+  field.clear();
+  field.append('"');
+  field.append(text);
+  field.append('"');
+}
+
+// n right-aligned in width characters (wider numbers are written in full).
+void outPadded(int64_t n, int width) {
+  rt::ShortStr digits = core::intToStr(n);
+  for (int i = digits.length(); i < width; i++) rt::out(" ");
+  rt::out(digits.view());
+}
+
+// The blanks after a name: one blank in a field of width 12 - length, where a
+// negative width means left alignment (kept: 12 and 13 characters get one).
+int blanksAfterName(int nameLength) {
+  int width = 12 - nameLength;
+  if (width < 0) width = -width;
+  return width < 1 ? 1 : width;
+}
+
+void printListingLine(int nr, const SymbolInfo& s) {
+  outPadded(nr, 3);
+  rt::out(" ");
+  if (s.type >= 0 && s.type <= 3) rt::out(run.datatext[s.type]);
+  outPadded(s.dim, 3);
+  outPadded(s.count, 6);
+  rt::out("  ");
+  rt::out(s.name.view());
+  for (int i = blanksAfterName(s.name.length()); i > 0; i--) rt::out(" ");
+  rt::outLn(s.text.view());
+}
+
+// Lists every symbol and prints the record counts; returns the largest dimension.
+int listSymbols() {
+  int64_t cnt = 0, cnt1 = 0;
+  int maxsydim = 0;
+  SymbolInfo s;
+  for (int nr = 1; nr <= run.nrsy; nr++) {
+    readSymbolInfo(nr, s);
+    if (s.dim > maxsydim) maxsydim = s.dim;
+    printListingLine(nr, s);
+    cnt += s.count;
+    cnt1 += (s.type == 2 || s.type == 3) ? 5 * static_cast<int64_t>(s.count) : s.count;
+  }
+  run.cnt = static_cast<int32_t>(cnt);
+  run.cnt1 = static_cast<int32_t>(cnt1);
+  outPadded(run.cnt, 17);
+  rt::outLn("  ZAB record count");
+  outPadded(static_cast<int32_t>(static_cast<int64_t>(run.cnt1) + 1), 17);
+  rt::outLn("  CSV record count (including header)");
+  return maxsydim;
+}
+
+[[noreturn]] void fileFailure(std::string_view what, int rc) {
+  vdd::reportError((rt::ShortStr(what) + run.fnveda).view());
+  vdd::reportError((rt::ShortStr("Msg: ") + core::sysErrorMessage(rc)).view());
+  rt::halt(1);
+}
+
+// writedataline: fields 0 to maxsydim + 1, each followed by a comma.
+void writeDataLine(DumpState& d) {
+  for (int i = 0; i <= d.maxsydim + 1; i++) {
+    d.file.write(d.dataline[i].view());
+    d.file.write(',');
+  }
+}
+
+void writeValue(DumpState& d, double v) {
+  int n = zab::formatValue(v, run.specialvalues, d.mapping, d.valueText);
+  d.file.write(std::string_view(d.valueText, static_cast<size_t>(n)));
+}
+
+void writeHeader(DumpState& d) {
+  quoteInto(d.dataline[0], core::extractFileNameEx(run.fnzab.view()).view());
+  d.dataline[1] = "\"Name\"";
+  for (int i = 1; i <= d.maxsydim; i++)
+    quoteInto(d.dataline[i + 1], (rt::ShortStr("Index ") + core::intToStr(i)).view());
+  writeDataLine(d);
+  d.file.writeLn("\"Value\",\"Text\"");
+}
+
+// Reads the next record; rebuilds the index fields from the first changed one.
+bool nextRecord(DumpState& d, int dim) {
+  int firstChanged = 1;
+  if (zab::api.zabDataReadStr(run.pgx, d.keys[0].asBuffer(), d.values, &firstChanged) == 0)
+    return false;
+  for (int k = firstChanged < 1 ? 1 : firstChanged; k <= dim; k++)
+    quoteInto(d.dataline[k + 1], d.keys[k - 1].view());
+  return true;
+}
+
+// The element-text number of a set record: its level rounded half up.
+int textNumber(double level) {
+  double r = std::floor(level + 0.5);
+  if (std::isnan(r)) return 0;
+  if (r <= INT32_MIN) return INT32_MIN;
+  if (r >= INT32_MAX) return INT32_MAX;
+  return static_cast<int>(r);
+}
+
+void dumpParameter(DumpState& d, const SymbolInfo& s) {
+  while (nextRecord(d, s.dim)) {
+    writeDataLine(d);
+    writeValue(d, d.values[0]);
+    d.file.write('\n');
+  }
+}
+
+void dumpSet(DumpState& d, const SymbolInfo& s) {
+  rt::ShortStr text, field;
+  while (nextRecord(d, s.dim)) {
+    writeDataLine(d);
+    int nr = textNumber(d.values[0]);
+    d.file.write(core::intToStr(nr).view());
+    if (nr != 0) {
+      int node = 0;
+      text.clear();
+      zab::api.zabGetElemText(run.pgx, nr, text.asBuffer(), &node);
+      quoteInto(field, text.view());
+      d.file.write(',');
+      d.file.write(field.view());
+    }
+    d.file.write('\n');
+  }
+}
+
+void dumpVariable(DumpState& d, const SymbolInfo& s) {
+  rt::ShortStr suffixed[kValues];
+  for (int i = 0; i < kValues; i++)
+    quoteInto(suffixed[i], (s.name + "." + vdd::kNameSuff[i + 1]).view());
+  while (nextRecord(d, s.dim)) {
+    for (int i = 0; i < kValues; i++) {
+      d.dataline[1] = suffixed[i];
+      writeDataLine(d);
+      writeValue(d, d.values[i]);
+      d.file.write('\n');
+    }
+  }
+}
+
+void dumpSymbol(DumpState& d, int nr) {
+  SymbolInfo s;
+  readSymbolInfo(nr, s);
+  for (int i = 2; i <= d.maxsydim + 1; i++) d.dataline[i].clear();
+  if (s.type < 0 || s.type > 3) return;  // an alias or other: nothing written
+  if (s.type != 2 && s.type != 3) quoteInto(d.dataline[1], s.name.view());
+  int count = 0;
+  zab::api.zabDataReadStrStart(run.pgx, nr, &count);
+  if (s.type == 0)
+    dumpSet(d, s);
+  else if (s.type == 1)
+    dumpParameter(d, s);
+  else
+    dumpVariable(d, s);
+}
+
+}  // namespace
+
+void dumpMode() {
+  static DumpState d;
+  run.vedaline = false;
+  run.cnt = run.cnt1 = 0;
+  run.fnveda = core::changeFileExtEx(run.fnzab.view(), ".csv");
+
+  rt::outLn();
+  rt::out("Content of ZAB ");
+  rt::out(run.fnzab.view());
+  rt::out(" dump written to ");
+  rt::outLn(run.fnveda.view());
+  rt::outLn();
+  rt::outLn("Num Typ Dim Count  Name");
+  d.maxsydim = listSymbols();
+
+  int rc = d.file.create(run.fnveda.view());
+  if (rc != 0) fileFailure("Could not open file: ", rc);
+  writeHeader(d);
+  for (int nr = 1; nr <= run.nrsy; nr++) dumpSymbol(d, nr);
+  rc = d.file.close();
+  if (rc != 0) fileFailure("Could not write file: ", rc);
+
+  zab::api.zabClose(run.pgx);
+  zab::zabFree(run.pgx);
+  rt::halt(0);
+}
+
+}  // namespace driver
