@@ -40,16 +40,23 @@ struct ParentDimensionText {
 };
 
 struct Definition {
+  // Start-up defaults: the member initialisers below, and the special-value
+  // mapping of the VDD layer (texts, no string, EPS is zero).
+  Definition();
+  Definition(const Definition&) = delete;
+  Definition& operator=(const Definition&) = delete;
+
   // reader state
-  rt::LineReader f;             // VDD_f
-  rt::ShortStr line;            // VDD_line
-  rt::ShortStr origLine;        // VDD_origline
-  rt::ShortStr expandedLine;    // VDD_expandedline
-  rt::ShortStr token;           // VDD_token
-  int32_t numLine = 0;          // VDD_numline
-  int32_t numToken = 0;         // VDD_numtoken
-  int32_t numErr = 0;           // VDD_numerr
-  int32_t rc = 0;               // VDD_rc
+  rt::LineReader f;           // VDD_f
+  rt::ShortStr line;          // VDD_line
+  rt::ShortStr origLine;      // VDD_origline
+  rt::ShortStr expandedLine;  // VDD_expandedline
+  rt::ShortStr token;         // VDD_token
+  int32_t numLine = 0;        // VDD_numline
+  int32_t numToken = 0;       // VDD_numtoken
+  int32_t numErr = 0;         // VDD_numerr
+  int32_t rc = 0;             // VDD_rc
+  char charTab = '\t';        // VDD_chartab
 
   // the definition record
   rt::ShortStr vedaFlavor = "MyVEDA";
@@ -89,6 +96,11 @@ struct Definition {
 
 // The one definition of the run.
 inline Definition def;
+
+// Restores every start-up default of vdd::def (closes an open VDD file, frees
+// the dimension store's lists); a new load can follow. For tests and fuzzing;
+// a run loads once.
+void resetDefinition();
 
 // The suffix names "l", "m", "lo", "up", "lm" (index 1..5; 0 is empty).
 extern const char* const kNameSuff[6];

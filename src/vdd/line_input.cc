@@ -1,0 +1,40 @@
+// Reading VDD lines and reporting errors with the line they belong to.
+#include "core/number_text.h"
+#include "core/text_case.h"
+#include "runtime/console.h"
+#include "vdd/vdd_reader.h"
+
+namespace vdd {
+
+bool nextLine() {
+  rt::ShortStr raw;
+  while (!def.f.eof()) {
+    def.numLine += 1;
+    if (!def.f.readLine(raw)) {
+      def.rc = def.f.ioResult();
+      reportError("Could not read line: " + core::intToStr(def.numLine));
+      continue;
+    }
+    // Kept: the comment test looks at the line before trimming, so an
+    // indented "*" is not a comment.
+    if (raw.empty() || raw[0] == '*') continue;
+    def.origLine = raw;
+    def.line = core::trimView(raw.view());
+    if (def.line.empty()) continue;
+    def.numToken = 0;
+    return true;
+  }
+  def.rc = def.f.ioResult();
+  return false;
+}
+
+rt::ShortStr liner() { return " in line " + core::intToStr(def.numLine) + ": " + def.origLine; }
+
+void reportError(std::string_view message) {
+  def.numErr += 1;
+  rt::ShortStr cut(message);
+  rt::out("*** ");
+  rt::outLn(cut.view());
+}
+
+}  // namespace vdd
