@@ -1,0 +1,223 @@
+#include "veda/data_file.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/file_names.h"
+#include "core/number_text.h"
+#include "driver/run_state.h"
+#include "runtime/console.h"
+#include "vdd/definition.h"
+#include "veda/data_header.h"
+#include "veda/entry_binding.h"
+#include "veda/field_builder.h"
+#include "veda/output_file.h"
+#include "veda/run_names.h"
+#include "veda/veda_state.h"
+#include "zab/zab_api.h"
+
+namespace veda {
+
+namespace {
+
+using rt::ShortStr;
+
+// Index 0..4 of the first special value that v equals, or -1.
+inline int specialOf(double v, const double* sv) {
+  for (int i = 0; i < 5; ++i) {
+    if (v == sv[i]) return i;
+  }
+  return -1;
+}
+
+// A value counts as zero when it is 0 or a special value mapped to zero; a
+// NaN never does.
+inline bool countsAsZero(double v) {
+  if (v == 0) return true;
+  int s = specialOf(v, driver::run.specialvalues);
+  return s >= 0 && vdd::def.specialValueMapping.isZero[s];
+}
+
+// One tab that the current entry fills: its places, the index positions that
+// feed them, and the field and key of the last record (records come sorted,
+// so consecutive records mostly repeat a tab's tuple).
+struct TabFill {
+  int tab = 0;
+  int places = 0;
+  int32_t pos[kMaxTuple] = {};  // 1-based index position per place, 0 none
+  int32_t labels[kMaxTuple] = {};
+  bool built = false;
+  FieldBuf field;
+};
+
+class LineWriter {
+ public:
+  explicit LineWriter(rt::TextFile& f) : f_(f) {
+    int n = vdd::def.numDimension;
+    line_.resize(static_cast<size_t>(n + 1) * 257 + 2 * 257 + 8);
+    staticField_.resize(n + 1);
+    fill_.resize(n + 1, -1);
+  }
+
+  void writeEntry(int entry) {
+    BoundEntry e;
+    if (!bindEntry(entry, e)) return;
+    prepareFields(entry);
+    vdd::Definition& d = vdd::def;
+    const bool valueDim2 = d.options.valueDim == 2;
+    const bool lm = d.ormaSuff[entry] == 5;
+    const bool varOrEqu = e.type == 2 || e.type == 3;
+
+    int recordCount = 0;
+    zab::api.zabDataReadRawStart(driver::run.pgx, e.symNr, &recordCount);
+    int keys[kMaxTuple] = {};
+    double vals[5] = {};
+    int firstChanged = 0;
+    uint32_t sinceCheck = 0;
+    while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged) != 0) {
+      if (e.hasLiterals && !passesLiteralFilter(state.literalfilter, keys, e.dim)) continue;
+      if (e.doSuppressZero) {
+        bool skip;
+        if (lm) {
+          // kept: an "lm" entry is tested on its level, and only with ValueDim
+          // 2 on a variable or equation on level and marginal together
+          skip = countsAsZero(vals[0]);
+          if (valueDim2 && varOrEqu) skip = skip && countsAsZero(vals[1]);
+        } else {
+          skip = countsAsZero(vals[e.j - 1]);
+        }
+        if (skip) continue;
+      }
+      char* p = line_.data();
+      for (int t = 1; t < static_cast<int>(fill_.size()); ++t) {
+        std::string_view field;
+        if (fill_[t] >= 0) {
+          field = buildTab(tabs_[fill_[t]], keys);
+        } else {
+          field = staticField_[t];
+        }
+        std::memcpy(p, field.data(), field.size());
+        p += field.size();
+        *p++ = ',';
+      }
+      if (!valueDim2) {
+        p += formatDataValue(vals[e.j - 1], p);
+      } else {
+        p += formatDataValue(lm ? vals[0] : vals[e.j - 1], p);
+        *p++ = ',';
+        p += formatDataValue(lm && varOrEqu ? vals[1] : 0.0, p);
+      }
+      *p++ = '\n';
+      f_.write(std::string_view(line_.data(), static_cast<size_t>(p - line_.data())));
+      if (++sinceCheck == 65536) {
+        sinceCheck = 0;
+        checkWritten(f_);
+      }
+    }
+    checkWritten(f_);
+  }
+
+ private:
+  // The fields of the entry that do not change from record to record.
+  void prepareFields(int entry) {
+    vdd::Definition& d = vdd::def;
+    const ShortStr& filler = driver::run.filler;
+    tabs_.clear();
+    for (int t = 1; t < static_cast<int>(fill_.size()); ++t) {
+      staticField_[t] = filler.str();
+      fill_[t] = -1;
+    }
+    if (d.atrPos >= 1 && d.atrPos < static_cast<int>(fill_.size())) {
+      FieldBuf atr;
+      quoteField(d.atrName[entry].view(), atr);
+      staticField_[d.atrPos].assign(atr.view());
+    }
+    for (int t = 1; t < static_cast<int>(fill_.size()); ++t) {
+      const std::vector<int32_t>& map = state.datalinemapping[t];
+      if (map.empty()) continue;
+      TabFill tf;
+      tf.tab = t;
+      tf.places = static_cast<int>(map.size());
+      for (int pl = 0; pl < tf.places && pl < kMaxTuple; ++pl) tf.pos[pl] = map[pl];
+      fill_[t] = static_cast<int>(tabs_.size());
+      tabs_.push_back(tf);
+    }
+    style_.separator = d.options.tupleSeparator.view();
+    style_.showAll = d.options.showAllSeparators;
+  }
+
+  // The tab's field for this record; a new tuple goes to the projection.
+  std::string_view buildTab(TabFill& tf, const int* keys) {
+    if (tf.places > kMaxTuple) rt::internalError("tab with more than 20 tuple places");
+    int32_t labels[kMaxTuple];
+    bool same = tf.built;
+    for (int pl = 0; pl < tf.places; ++pl) {
+      labels[pl] = tf.pos[pl] ? keys[tf.pos[pl] - 1] : 0;
+      if (labels[pl] != tf.labels[pl]) same = false;
+    }
+    if (same) return tf.field.view();
+    std::memcpy(tf.labels, labels, sizeof(int32_t) * static_cast<size_t>(tf.places));
+    tf.built = true;
+    joinTuple(state.uels, labels, tf.places, style_, tf.field);
+    state.projection.addUel(tf.tab, labels, tf.places, 0);
+    return tf.field.view();
+  }
+
+  rt::TextFile& f_;
+  std::vector<char> line_;
+  std::vector<std::string> staticField_;  // per tab: filler or attribute
+  std::vector<int> fill_;                 // per tab: index into tabs_, or -1
+  std::vector<TabFill> tabs_;
+  JoinStyle style_;
+};
+
+}  // namespace
+
+int formatDataValue(double v, char* out) {
+  int s = specialOf(v, driver::run.specialvalues);
+  if (s < 0) return core::dblToStr(v, out);
+  const zab::SpecialValueMapping& m = vdd::def.specialValueMapping;
+  FieldBuf text;
+  if (m.isString[s]) {
+    quoteField(m.text[s].view(), text);
+  } else {
+    text.assign(m.text[s].view());
+  }
+  std::memcpy(out, text.view().data(), static_cast<size_t>(text.length()));
+  return text.length();
+}
+
+void writeDataFile() {
+  vdd::Definition& d = vdd::def;
+  driver::RunState& r = driver::run;
+  rt::TextFile f;
+  if (d.options.csvFormat) {
+    r.fnvedah = headerCsvName(r.runid);
+    rt::TextFile header;
+    createOrFail(header, r.fnvedah.view(), r.fnveda.view());
+    if (r.vedaline) {
+      writeVedaHeader(header);
+    } else {
+      writeCsvHeader(header);
+    }
+    closeChecked(header);
+    r.fnveda = dataCsvName(r.runid);
+    createOrFail(f, r.fnveda.view());
+  } else {
+    createOrFail(f, r.fnveda.view());
+    if (r.vedaline) {
+      writeVedaHeader(f);
+    } else {
+      writeCsvHeader(f);
+    }
+  }
+  checkWritten(f);
+  prepareWriting();
+
+  LineWriter writer(f);
+  for (int i = 1; i <= d.numDataEntry && i <= vdd::kMaxDataEntries; ++i) writer.writeEntry(i);
+  closeChecked(f);
+}
+
+}  // namespace veda

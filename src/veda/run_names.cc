@@ -1,0 +1,54 @@
+#include "veda/run_names.h"
+
+#include "core/file_names.h"
+#include "core/text_case.h"
+
+namespace veda {
+
+using rt::ShortStr;
+
+ShortStr removeFileExt(std::string_view name) {
+  ShortStr ext = core::extractFileExtEx(name);
+  return ShortStr(name.substr(0, name.size() - static_cast<size_t>(ext.length())));
+}
+
+RunNames deriveRunNames(std::string_view fnzab, const char* run) {
+  RunNames n;
+  if (run != nullptr) {
+    std::string_view r(run);
+    n.runid = removeFileExt(core::extractFileNameEx(r).view());
+    if (core::sameText(core::extractFileExtEx(r).view(), ".csv")) {
+      n.fnveda = core::changeFileExtEx((n.runid + "_vd").view(), ".csv");
+      n.vedaline = false;
+    } else {
+      n.fnveda = core::changeFileExtEx(r, ".vd");
+      n.vedaline = true;
+    }
+  } else {
+    n.runid = removeFileExt(core::extractFileNameEx(fnzab).view());
+    n.fnveda = core::changeFileExtEx(n.runid.view(), ".vd");
+    n.vedaline = true;
+  }
+  n.filler = n.vedaline ? ShortStr("\"-\"") : ShortStr();
+  return n;
+}
+
+ShortStr headerCsvName(std::string_view runid) {
+  return core::changeFileExtEx((ShortStr(runid) + "_vdheader").view(), ".csv");
+}
+
+ShortStr dataCsvName(std::string_view runid) {
+  return core::changeFileExtEx((ShortStr(runid) + "_vd").view(), ".csv");
+}
+
+ShortStr elementTextFileName(std::string_view runid, bool vedaFiles) {
+  if (vedaFiles) return core::changeFileExtEx(runid, ".vde");
+  return core::changeFileExtEx((ShortStr(runid) + "_vde").view(), ".csv");
+}
+
+ShortStr subsetFileName(std::string_view runid, bool vedaFiles) {
+  if (vedaFiles) return core::changeFileExtEx(runid, ".vds");
+  return core::changeFileExtEx((ShortStr(runid) + "_vds").view(), ".csv");
+}
+
+}  // namespace veda
