@@ -1,0 +1,233 @@
+/* A stand-in ZAB library for the binding tests. One source, built in several
+ * variants (each a libzabcclib64.so in its own directory) by compile
+ * definitions:
+ *   FAKE_ID=n              zabSystemInfo answers n symbols: tells variants apart
+ *   FAKE_NO_APIVERSION     D__XAPIVersion is not exported
+ *   FAKE_REFUSE_VERSION    XAPIVersion refuses with a message
+ *   FAKE_CHECK_MODE=n      check mode handed out by XAPIVersion (default 0)
+ *   FAKE_REFUSE=name       XCheck refuses that operation
+ *   FAKE_UPPER_CLOSE       zabClose is exported only as C__ZABCLOSE
+ *   FAKE_NO_UMFINDUEL      D__zabUMFindUEL is not exported
+ * XCheck compares every signature it is asked about with the table below,
+ * written from the library's documentation, and counts the calls. */
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+
+#define EXPORT __attribute__((visibility("default")))
+#define STRINGIFY2(x) #x
+#define STRINGIFY(x) STRINGIFY2(x)
+
+#ifndef FAKE_ID
+#define FAKE_ID 1
+#endif
+#ifndef FAKE_CHECK_MODE
+#define FAKE_CHECK_MODE 0
+#endif
+
+EXPORT int fakeXCheckCalls = 0;
+EXPORT int fakeXCheckMismatches = 0;
+EXPORT int fakeInitCalls = 0;
+EXPORT int fakeFinalizeCalls = 0;
+
+static unsigned char loadPath[256] = {5, 'u', 'n', 's', 'e', 't'};
+static int object;
+
+static void setStr(unsigned char* dst, const char* s) {
+  size_t n = strlen(s);
+  if (n > 255) n = 255;
+  dst[0] = (unsigned char)n;
+  memcpy(dst + 1, s, n);
+}
+
+static int sameStr(const unsigned char* a, const char* s) {
+  size_t n = strlen(s);
+  return a[0] == n && memcmp(a + 1, s, n) == 0;
+}
+
+static const struct {
+  const char* name;
+  int count;
+  int codes[6];
+} signatures[] = {
+    {"zabOpenRead", 2, {3, 11, 4}},          {"zabErrorStr", 2, {3, 3, 12}},
+    {"zabResetSpecialValues", 0, {3}},       {"zabGetSpecialValues", 1, {3, 58}},
+    {"zabSystemInfo", 2, {3, 4, 4}},         {"zabSymbolInfo", 4, {3, 3, 12, 4, 4}},
+    {"zabSymbolInfoX", 4, {3, 3, 4, 4, 12}}, {"zabFindSymbol", 2, {3, 11, 4}},
+    {"zabDataReadStrStart", 2, {3, 3, 4}},   {"zabDataReadStr", 3, {3, 56, 54, 4}},
+    {"zabDataReadRawStart", 2, {3, 3, 4}},   {"zabDataReadRaw", 3, {3, 52, 54, 4}},
+    {"zabGetElemText", 3, {3, 3, 12, 4}},    {"zabUMUelGet", 3, {3, 3, 12, 4}},
+    {"zabUMFindUEL", 3, {3, 11, 4, 4}},      {"zabClose", 0, {3}},
+};
+
+EXPORT void XCreate(void** p) { *p = &object; }
+EXPORT void D__XCreateD(void** p, const unsigned char* dir) {
+  (void)dir;
+  *p = &object;
+}
+EXPORT void XFree(void** p) { *p = 0; }
+
+EXPORT int D__XCheck(const unsigned char* name, int count, const int* codes, unsigned char* msg) {
+  fakeXCheckCalls++;
+#ifdef FAKE_REFUSE
+  if (sameStr(name, STRINGIFY(FAKE_REFUSE))) {
+    setStr(msg, "refused by the test library");
+    return 0;
+  }
+#endif
+#ifdef FAKE_NO_UMFINDUEL
+  if (count == 0 && sameStr(name, "zabUMFindUEL")) {
+    setStr(msg, "not in this build");
+    return 0;
+  }
+#endif
+  for (size_t i = 0; i < sizeof signatures / sizeof signatures[0]; i++) {
+    if (!sameStr(name, signatures[i].name)) continue;
+    if (count == 0) {
+      setStr(msg, "");
+      return 1;
+    }
+    int same = count == signatures[i].count;
+    for (int k = 0; same && k <= count; k++) same = codes[k] == signatures[i].codes[k];
+    if (!same) {
+      fakeXCheckMismatches++;
+      setStr(msg, "signature mismatch");
+      return 0;
+    }
+    setStr(msg, "");
+    return 1;
+  }
+  setStr(msg, "unknown operation");
+  return 0;
+}
+
+#ifndef FAKE_NO_APIVERSION
+EXPORT int D__XAPIVersion(int api, unsigned char* msg, int* checkMode) {
+#ifdef FAKE_REFUSE_VERSION
+  (void)api;
+  (void)checkMode;
+  setStr(msg, "fake library speaks API version 99 only");
+  return 0;
+#else
+  if (api != 11) {
+    setStr(msg, "wrong API version");
+    return 0;
+  }
+  *checkMode = FAKE_CHECK_MODE;
+  return 1;
+#endif
+}
+#endif
+
+EXPORT int C__zabInitialize(void) { return ++fakeInitCalls; }
+EXPORT int C__zabFinalize(void) {
+  fputs("finalize\n", stdout);
+  return ++fakeFinalizeCalls;
+}
+EXPORT void zabSetLoadPath(const unsigned char* path) { memcpy(loadPath, path, 1u + path[0]); }
+EXPORT void zabGetLoadPath(unsigned char* path) { memcpy(path, loadPath, 1u + loadPath[0]); }
+
+EXPORT int D__zabOpenRead(void* h, const unsigned char* name, int* err) {
+  (void)h;
+  *err = sameStr(name, "good.zab") ? 0 : 7;
+  return *err == 0;
+}
+EXPORT int D__zabErrorStr(void* h, int nr, unsigned char* msg) {
+  (void)h;
+  setStr(msg, nr == 7 ? "no such file" : "no error");
+  return 1;
+}
+EXPORT int C__zabResetSpecialValues(void* h) { return h != 0; }
+EXPORT int C__zabGetSpecialValues(void* h, double* v) {
+  (void)h;
+  for (int i = 0; i < 7; i++) v[i] = (i + 1) * 1e300;
+  return 1;
+}
+EXPORT int C__zabSystemInfo(void* h, int* symbols, int* uels) {
+  (void)h;
+  *symbols = FAKE_ID;
+  *uels = 0;
+  return 1;
+}
+EXPORT int D__zabSymbolInfo(void* h, int nr, unsigned char* name, int* dim, int* type) {
+  (void)h;
+  (void)nr;
+  setStr(name, "x");
+  *dim = 0;
+  *type = 1;
+  return 1;
+}
+EXPORT int D__zabSymbolInfoX(void* h, int nr, int* count, int* userInfo, unsigned char* text) {
+  (void)h;
+  (void)nr;
+  *count = 0;
+  *userInfo = 0;
+  setStr(text, "");
+  return 1;
+}
+EXPORT int D__zabFindSymbol(void* h, const unsigned char* name, int* nr) {
+  (void)h;
+  (void)name;
+  *nr = -1;
+  return 0;
+}
+EXPORT int C__zabDataReadStrStart(void* h, int nr, int* count) {
+  (void)h;
+  (void)nr;
+  *count = 0;
+  return 1;
+}
+EXPORT int D__zabDataReadStr(void* h, unsigned char* keys, double* values, int* first) {
+  (void)h;
+  (void)keys;
+  (void)values;
+  (void)first;
+  return 0;
+}
+EXPORT int C__zabDataReadRawStart(void* h, int nr, int* count) {
+  (void)h;
+  (void)nr;
+  *count = 0;
+  return 1;
+}
+EXPORT int C__zabDataReadRaw(void* h, int* keys, double* values, int* first) {
+  (void)h;
+  (void)keys;
+  (void)values;
+  (void)first;
+  return 0;
+}
+EXPORT int D__zabGetElemText(void* h, int nr, unsigned char* text, int* node) {
+  (void)h;
+  (void)nr;
+  setStr(text, "");
+  *node = 0;
+  return 0;
+}
+EXPORT int D__zabUMUelGet(void* h, int nr, unsigned char* uel, int* map) {
+  (void)h;
+  (void)nr;
+  setStr(uel, "");
+  *map = -1;
+  return 0;
+}
+#ifndef FAKE_NO_UMFINDUEL
+EXPORT int D__zabUMFindUEL(void* h, const unsigned char* uel, int* nr, int* map) {
+  (void)h;
+  (void)uel;
+  *nr = -1;
+  *map = -1;
+  return 0;
+}
+#endif
+#ifdef FAKE_UPPER_CLOSE
+EXPORT int C__ZABCLOSE(void* h) {
+  (void)h;
+  return 42;
+}
+#else
+EXPORT int C__zabClose(void* h) {
+  (void)h;
+  return 1;
+}
+#endif
