@@ -1,1 +1,385 @@
 #include "core/number_text.h"
+
+#include <charconv>
+#include <cstring>
+#include <vector>
+
+namespace core {
+
+rt::ShortStr intToStr(int64_t v) {
+  char buf[24];
+  auto res = std::to_chars(buf, buf + sizeof buf, v);
+  return rt::ShortStr(std::string_view(buf, static_cast<size_t>(res.ptr - buf)));
+}
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// 15-digit rounding.
+//
+// A positive double is m * 2^q with m a 53-bit integer (subnormals are
+// normalised first). With 10^k held as a truncated 128-bit mantissa,
+// 10^k ~ P * 2^s, the product m * P * 2^(q+s) is x * 10^k with an error below
+// 2^-64 of one unit; k is chosen so that the integer part has 15 digits. The
+// fraction then decides the rounding, except in the rare window where the
+// error could change the decision (and for exact ties under an inexact power):
+// there the exact conversion of the standard library decides.
+
+using u128 = unsigned __int128;
+
+constexpr int kMinPow = -300;                      // 10^-300: enough for the smallest subnormal
+constexpr int kMaxPow = 340;                       // 10^340: enough for the largest double
+constexpr uint64_t kLow15 = 100000000000000ull;    // 10^14
+constexpr uint64_t kHigh15 = 1000000000000000ull;  // 10^15
+
+struct Pow10 {
+  uint64_t hi;  // mantissa bits 127..64 (bit 127 always set)
+  uint64_t lo;  // mantissa bits 63..0
+  int exp2;     // 10^k ~ mantissa * 2^exp2, mantissa truncated
+  bool exact;
+};
+
+// A small unsigned big integer, 32-bit limbs, least significant first; only
+// what building the power table needs.
+class BigNum {
+ public:
+  explicit BigNum(uint32_t v) : limbs_{v} {}
+  void mulSmall(uint32_t f) {
+    uint64_t carry = 0;
+    for (uint32_t& l : limbs_) {
+      uint64_t t = static_cast<uint64_t>(l) * f + carry;
+      l = static_cast<uint32_t>(t);
+      carry = t >> 32;
+    }
+    if (carry) limbs_.push_back(static_cast<uint32_t>(carry));
+  }
+  int bitLength() const {
+    int top = static_cast<int>(limbs_.size()) - 1;
+    while (top > 0 && limbs_[top] == 0) --top;
+    uint32_t t = limbs_[top];
+    int n = 0;
+    while (t) {
+      ++n;
+      t >>= 1;
+    }
+    return top * 32 + n;
+  }
+  bool bit(int i) const {
+    size_t w = static_cast<size_t>(i) / 32;
+    return w < limbs_.size() && ((limbs_[w] >> (i % 32)) & 1u);
+  }
+  void setBit(int i) {
+    size_t w = static_cast<size_t>(i) / 32;
+    if (limbs_.size() <= w) limbs_.resize(w + 1, 0);
+    limbs_[w] |= 1u << (i % 32);
+  }
+  void shiftLeft1() {
+    uint32_t carry = 0;
+    for (uint32_t& l : limbs_) {
+      uint32_t next = l >> 31;
+      l = (l << 1) | carry;
+      carry = next;
+    }
+    if (carry) limbs_.push_back(carry);
+  }
+  bool lessThan(const BigNum& o) const {
+    size_t n = limbs_.size() > o.limbs_.size() ? limbs_.size() : o.limbs_.size();
+    for (size_t i = n; i-- > 0;) {
+      uint32_t a = i < limbs_.size() ? limbs_[i] : 0;
+      uint32_t b = i < o.limbs_.size() ? o.limbs_[i] : 0;
+      if (a != b) return a < b;
+    }
+    return false;
+  }
+  void subtract(const BigNum& o) {  // requires o <= *this
+    int64_t borrow = 0;
+    for (size_t i = 0; i < limbs_.size(); ++i) {
+      int64_t t = static_cast<int64_t>(limbs_[i]) - borrow -
+                  static_cast<int64_t>(i < o.limbs_.size() ? o.limbs_[i] : 0);
+      borrow = t < 0 ? 1 : 0;
+      limbs_[i] = static_cast<uint32_t>(t + (borrow << 32));
+    }
+  }
+
+ private:
+  std::vector<uint32_t> limbs_;
+};
+
+void setMantissaBit(Pow10& p, int i) {
+  if (i >= 64) {
+    p.hi |= 1ull << (i - 64);
+  } else {
+    p.lo |= 1ull << i;
+  }
+}
+
+// 10^k for k >= 0: the top 128 bits of 5^k, shifted into place.
+Pow10 positivePower(int k, const BigNum& five) {
+  Pow10 p{0, 0, 0, false};
+  int len = five.bitLength();
+  for (int i = 0; i < 128; ++i) {
+    int src = len - 128 + i;
+    if (src >= 0 && five.bit(src)) setMantissaBit(p, i);
+  }
+  p.exp2 = k + len - 128;
+  p.exact = len <= 128;
+  return p;
+}
+
+// 10^-n = 2^-n / 5^n: the 128 leading quotient bits of 2^(len+127) / 5^n.
+Pow10 negativePower(int n, const BigNum& five) {
+  Pow10 p{0, 0, 0, false};
+  int len = five.bitLength();
+  BigNum rest(0);
+  rest.setBit(len);
+  rest.subtract(five);  // the leading quotient bit is 1 since 5^n < 2^len < 2 * 5^n
+  setMantissaBit(p, 127);
+  for (int i = 126; i >= 0; --i) {
+    rest.shiftLeft1();
+    if (!rest.lessThan(five)) {
+      rest.subtract(five);
+      setMantissaBit(p, i);
+    }
+  }
+  p.exp2 = -n - len - 127;
+  return p;
+}
+
+class Pow10Table {
+ public:
+  Pow10Table() {
+    BigNum five(1);
+    for (int k = 0; k <= kMaxPow; ++k) {
+      table_[k - kMinPow] = positivePower(k, five);
+      five.mulSmall(5);
+    }
+    BigNum fiveN(5);
+    for (int n = 1; n <= -kMinPow; ++n) {
+      table_[-n - kMinPow] = negativePower(n, fiveN);
+      fiveN.mulSmall(5);
+    }
+  }
+  const Pow10& get(int k) const { return table_[k - kMinPow]; }
+
+ private:
+  Pow10 table_[kMaxPow - kMinPow + 1];
+};
+
+const Pow10Table& powers() {
+  static const Pow10Table table;
+  return table;
+}
+
+// Bits b .. b+63 of the 192-bit number w (w[0] least significant); bits
+// outside the number read as 0.
+uint64_t bitsAt(const uint64_t w[3], int b) {
+  if (b <= -64 || b >= 192) return 0;
+  if (b < 0) return w[0] << -b;
+  int word = b / 64;
+  int off = b % 64;
+  uint64_t r = w[word] >> off;
+  if (off != 0 && word + 1 < 3) r |= w[word + 1] << (64 - off);
+  return r;
+}
+
+// True when any of the bits 0 .. n-1 of w is set.
+bool anyBelow(const uint64_t w[3], int n) {
+  for (int word = 0; word < 3 && n > 0; ++word, n -= 64) {
+    uint64_t mask = n >= 64 ? ~0ull : ((1ull << n) - 1);
+    if (w[word] & mask) return true;
+  }
+  return false;
+}
+
+enum class Try { kDone, kTooBig, kTooSmall, kUndecided };
+
+// Rounds m * 2^q * 10^k to an integer; kDone when it has exactly 15 digits
+// before rounding (a carry to 10^15 is left to the caller).
+Try scaleAndRound(uint64_t m, int q, int k, uint64_t& n) {
+  if (k < kMinPow || k > kMaxPow) return Try::kUndecided;
+  const Pow10& p = powers().get(k);
+  u128 a = static_cast<u128>(m) * p.lo;
+  u128 b = static_cast<u128>(m) * p.hi;
+  u128 mid = (a >> 64) + static_cast<uint64_t>(b);
+  uint64_t w[3] = {static_cast<uint64_t>(a), static_cast<uint64_t>(mid),
+                   static_cast<uint64_t>(b >> 64) + static_cast<uint64_t>(mid >> 64)};
+  int sh = -(q + p.exp2);  // x * 10^k = w * 2^-sh
+  if (sh < 64 || sh > 191) return Try::kUndecided;
+  uint64_t whole = bitsAt(w, sh);
+  if (sh < 128 && bitsAt(w, sh + 64) != 0) return Try::kTooBig;
+  if (whole >= kHigh15) return Try::kTooBig;
+  if (whole < kLow15) return Try::kTooSmall;
+  uint64_t frac = bitsAt(w, sh - 64);
+  bool rest = anyBelow(w, sh - 64);
+  constexpr uint64_t kHalf = 1ull << 63;
+  bool up;
+  if (p.exact) {
+    if (frac != kHalf) {
+      up = frac > kHalf;
+    } else {
+      up = rest || (whole & 1) != 0;
+    }
+  } else if (frac >= kHalf) {
+    up = true;  // the true fraction is above the computed one
+  } else if (frac < kHalf - 1) {
+    up = false;
+  } else {
+    return Try::kUndecided;
+  }
+  n = whole + (up ? 1 : 0);
+  return Try::kDone;
+}
+
+// The exact conversion of the standard library, for the undecided cases.
+void exactDigits(double a, uint64_t& n, int& e) {
+  char buf[40];
+  auto res = std::to_chars(buf, buf + sizeof buf, a, std::chars_format::scientific, 14);
+  // d.ddddddddddddddde[+-]xx
+  n = static_cast<uint64_t>(buf[0] - '0');
+  for (int i = 2; i < 16; ++i) n = n * 10 + static_cast<uint64_t>(buf[i] - '0');
+  int ex = 0;
+  for (const char* c = buf + 18; c < res.ptr; ++c) ex = ex * 10 + (*c - '0');
+  e = buf[17] == '-' ? -ex : ex;
+}
+
+// The 15 significant digits of a (finite, > 0): a ~ n * 10^(e-14),
+// 10^14 <= n < 10^15.
+void digits15(double a, uint64_t& n, int& e) {
+  uint64_t bits;
+  std::memcpy(&bits, &a, sizeof bits);
+  int be = static_cast<int>(bits >> 52) & 0x7FF;
+  uint64_t m = bits & ((1ull << 52) - 1);
+  int q;
+  if (be == 0) {  // subnormal: normalise so that bit 52 is set
+    q = -1074;
+    while ((m & (1ull << 52)) == 0) {
+      m <<= 1;
+      --q;
+    }
+  } else {
+    m |= 1ull << 52;
+    q = be - 1075;
+  }
+  // floor(log10(2^(q+52))): the decimal exponent or one below it.
+  int est = ((q + 52) * 78913) >> 18;
+  int k = 14 - est;
+  for (int tries = 0; tries < 3; ++tries) {
+    switch (scaleAndRound(m, q, k, n)) {
+      case Try::kDone:
+        e = 14 - k;
+        if (n == kHigh15) {
+          n = kLow15;
+          ++e;
+        }
+        return;
+      case Try::kTooBig:
+        --k;
+        break;
+      case Try::kTooSmall:
+        ++k;
+        break;
+      case Try::kUndecided:
+        exactDigits(a, n, e);
+        return;
+    }
+  }
+  exactDigits(a, n, e);
+}
+
+constexpr char kPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Writes the 15 digits of n (10^14 <= n < 10^15) to d.
+void writeDigits(uint64_t n, char* d) {
+  uint32_t hi = static_cast<uint32_t>(n / 100000000u);  // 7 digits
+  uint32_t lo = static_cast<uint32_t>(n % 100000000u);  // 8 digits
+  for (int i = 13; i >= 7; i -= 2) {
+    std::memcpy(d + i, kPairs + 2 * (lo % 100), 2);
+    lo /= 100;
+  }
+  for (int i = 5; i >= 1; i -= 2) {
+    std::memcpy(d + i, kPairs + 2 * (hi % 100), 2);
+    hi /= 100;
+  }
+  d[0] = static_cast<char>('0' + hi);
+}
+
+char* putZeros(char* p, int n) {
+  for (int i = 0; i < n; ++i) *p++ = '0';
+  return p;
+}
+
+char* putChars(char* p, const char* s, int n) {
+  std::memcpy(p, s, static_cast<size_t>(n));
+  return p + n;
+}
+
+}  // namespace
+
+int dblToStr(double x, char* out) {
+  char* p = out;
+  if (x != x) return static_cast<int>(putChars(p, "NaN", 3) - out);
+  if (x == 0) {
+    *p = '0';
+    return 1;
+  }
+  double a = x < 0 ? -x : x;
+  if (x < 0) *p++ = '-';
+  if (a > 1.7976931348623157e308) return static_cast<int>(putChars(p, "Inf", 3) - out);
+
+  uint64_t n;
+  int e;
+  digits15(a, n, e);
+  char d[15];
+  writeDigits(n, d);
+  int nd = 15;  // significant digits without trailing zeros
+  while (nd > 1 && d[nd - 1] == '0') --nd;
+
+  if (a >= 1e-4 && a < 1e15) {
+    if (e >= 0) {
+      int whole = e + 1;  // at most 16: 999999999999999.9 rounds to 1E15
+      if (whole >= nd) {
+        p = putChars(p, d, whole < 15 ? whole : 15);
+        p = putZeros(p, whole - 15);
+      } else {
+        p = putChars(p, d, whole);
+        *p++ = '.';
+        p = putChars(p, d + whole, nd - whole);
+      }
+    } else {
+      *p++ = '0';
+      *p++ = '.';
+      p = putZeros(p, -e - 1);
+      p = putChars(p, d, nd);
+    }
+  } else {
+    *p++ = d[0];
+    if (nd > 1) {
+      *p++ = '.';
+      p = putChars(p, d + 1, nd - 1);
+    }
+    *p++ = 'E';
+    if (e < 0) {
+      *p++ = '-';
+      e = -e;
+    }
+    char ex[4];
+    int len = 0;
+    do {
+      ex[len++] = static_cast<char>('0' + e % 10);
+      e /= 10;
+    } while (e > 0);
+    while (len > 0) *p++ = ex[--len];
+  }
+  return static_cast<int>(p - out);
+}
+
+rt::ShortStr dblToStr(double x) {
+  char buf[kDblToStrMax];
+  int n = dblToStr(x, buf);
+  return rt::ShortStr(std::string_view(buf, static_cast<size_t>(n)));
+}
+
+}  // namespace core

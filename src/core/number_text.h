@@ -1,5 +1,5 @@
-// Numbers as text: inttostr and dbltostr, the one number format of data values.
-// Locale-independent; no printf-family call on the dbltostr path.
+// Numbers as text: intToStr and dblToStr, the one number format of data values.
+// Locale-independent; no printf-family call on the dblToStr path.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +8,24 @@
 
 namespace core {
 
+// Decimal digits, "-" before a negative number, no padding.
 rt::ShortStr intToStr(int64_t v);
 
-// The form of every ordinary data value: 15 significant digits, plain decimal
-// for 1e-4 <= |x| < 1e15, else a shortened scientific form ("1.234E-5", "1E15").
+// The form of every ordinary data value. x is rounded correctly (to nearest,
+// ties to even, on the exact binary value) to 15 significant digits; then
+//   - 0 and -0 give "0";
+//   - 1e-4 <= |x| < 1e15 (tested on the value, not on the rounded digits) gives
+//     plain decimal without trailing zeros: "1234.5", "0.0001", "100", and
+//     999999999999999.9 gives "1000000000000000";
+//   - otherwise a shortened scientific form: mantissa without trailing zeros,
+//     "E", "-" for a negative exponent (no "+"), no leading exponent zeros:
+//     "1.234E-5", "1E15", "-2.5E20".
+// Negative numbers start with "-"; the decimal separator is always ".".
+// Not a number gives "NaN", infinities give "Inf" and "-Inf".
 rt::ShortStr dblToStr(double x);
-// Hot-path form: writes the text to out (room for at least 32 bytes) and
-// returns its length.
+// Hot-path form: writes the same text to out (room for at least 32 bytes,
+// kDblToStrMax is enough) and returns its length. Allocates nothing.
+constexpr int kDblToStrMax = 32;
 int dblToStr(double x, char* out);
 
 }  // namespace core
