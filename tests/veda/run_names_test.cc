@@ -1,0 +1,56 @@
+#include "veda/run_names.h"
+
+#include <gtest/gtest.h>
+
+namespace veda {
+namespace {
+
+struct NameCase {
+  const char* fnzab;
+  const char* run;  // nullptr: two arguments
+  const char* runid;
+  const char* fnveda;
+  bool vedaline;
+};
+
+TEST(RunNames, EveryArgumentForm) {
+  const NameCase cases[] = {
+      {"a.zab", nullptr, "a", "a.vd", true},
+      {"dir/a.zab", nullptr, "a", "a.vd", true},  // current directory
+      {"dir.v1/model.zab", nullptr, "model", "model.vd", true},
+      {"dir/a.zab", "out/run1", "run1", "out/run1.vd", true},
+      {"a.zab", "out/run1.CSV", "run1", "run1_vd.csv", false},
+      {"a.zab", "out/run1.csv", "run1", "run1_vd.csv", false},
+      {"a.zab", "my.run", "my", "my.vd", true},
+      {"a.zab", "my.run.csv", "my.run", "my.csv", false},
+      {"a.zab", "out/r.vd", "r", "out/r.vd", true},
+      {"a.zab", "out.d/run", "run", "out.d/run.vd", true},
+  };
+  for (const NameCase& c : cases) {
+    SCOPED_TRACE(std::string(c.fnzab) + " " + (c.run ? c.run : "(none)"));
+    RunNames n = deriveRunNames(c.fnzab, c.run);
+    EXPECT_EQ(n.runid.view(), c.runid);
+    EXPECT_EQ(n.fnveda.view(), c.fnveda);
+    EXPECT_EQ(n.vedaline, c.vedaline);
+    EXPECT_EQ(n.filler.view(), c.vedaline ? "\"-\"" : "");
+  }
+}
+
+TEST(RunNames, FilesNamedFromTheRunIdentifier) {
+  EXPECT_EQ(elementTextFileName("run1", true).view(), "run1.vde");
+  EXPECT_EQ(elementTextFileName("run1", false).view(), "run1_vde.csv");
+  EXPECT_EQ(subsetFileName("run1", true).view(), "run1.vds");
+  EXPECT_EQ(subsetFileName("run1", false).view(), "run1_vds.csv");
+  EXPECT_EQ(headerCsvName("run1").view(), "run1_vdheader.csv");
+  EXPECT_EQ(dataCsvName("run1").view(), "run1_vd.csv");
+}
+
+TEST(RunNames, RemovingAnExtension) {
+  EXPECT_EQ(removeFileExt("run.zab").view(), "run");
+  EXPECT_EQ(removeFileExt("run").view(), "run");
+  EXPECT_EQ(removeFileExt("my.run.csv").view(), "my.run");
+  EXPECT_EQ(removeFileExt("run.").view(), "run");
+}
+
+}  // namespace
+}  // namespace veda
