@@ -112,10 +112,10 @@ int listSymbols() {
   return maxsydim;
 }
 
-[[noreturn]] void fileFailure(std::string_view what, int rc) {
+int fileFailure(std::string_view what, int rc) {
   vdd::reportError((rt::ShortStr(what) + run.fnveda).view());
   vdd::reportError((rt::ShortStr("Msg: ") + core::sysErrorMessage(rc)).view());
-  rt::halt(1);
+  return 1;
 }
 
 // writedataline: fields 0 to maxsydim + 1, each followed by a comma.
@@ -217,7 +217,7 @@ void dumpSymbol(DumpState& d, int nr) {
 
 }  // namespace
 
-void dumpMode() {
+int dumpSymbols() {
   static DumpState d;
   run.vedaline = false;
   run.cnt = run.cnt1 = 0;
@@ -233,15 +233,17 @@ void dumpMode() {
   d.maxsydim = listSymbols();
 
   int rc = d.file.create(run.fnveda.view());
-  if (rc != 0) fileFailure("Could not open file: ", rc);
+  if (rc != 0) return fileFailure("Could not open file: ", rc);
   writeHeader(d);
   for (int nr = 1; nr <= run.nrsy; nr++) dumpSymbol(d, nr);
   rc = d.file.close();
-  if (rc != 0) fileFailure("Could not write file: ", rc);
+  if (rc != 0) return fileFailure("Could not write file: ", rc);
 
   zab::api.zabClose(run.pgx);
   zab::zabFree(run.pgx);
-  rt::halt(0);
+  return 0;
 }
+
+void dumpMode() { rt::halt(dumpSymbols()); }
 
 }  // namespace driver

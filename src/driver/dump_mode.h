@@ -15,4 +15,8 @@ namespace driver {
 
 [[noreturn]] void dumpMode();
 
+// The work of dumpMode without ending the process: returns its exit code.
+// The dump file is closed; the ZAB object is closed and freed after success.
+int dumpSymbols();
+
 }  // namespace driver
