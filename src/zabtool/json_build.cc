@@ -1,0 +1,347 @@
+#include "zabtool/json_build.h"
+
+#include <cstdint>
+#include <fstream>
+#include <initializer_list>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string_view>
+#include <vector>
+
+#include "zablib/format.h"
+#include "zablib/zab_writer.h"
+#include "zabtool/value_text.h"
+
+namespace zabtool {
+namespace {
+
+using nlohmann::json;
+
+// A fault of the document: where (a JSON path) and what.
+struct Fault {
+  std::string path;
+  std::string what;
+};
+
+[[noreturn]] void fault(const std::string& path, const std::string& what) {
+  throw Fault{path, what};
+}
+
+std::string at(const std::string& path, const char* member) { return path + "." + member; }
+std::string at(const std::string& path, size_t i) { return path + "[" + std::to_string(i) + "]"; }
+
+const char* kindOf(const json& v) {
+  switch (v.type()) {
+    case json::value_t::null:
+      return "null";
+    case json::value_t::object:
+      return "an object";
+    case json::value_t::array:
+      return "an array";
+    case json::value_t::string:
+      return "a string";
+    case json::value_t::boolean:
+      return "a boolean";
+    case json::value_t::binary:
+      return "binary data";
+    case json::value_t::discarded:
+      return "nothing";
+    default:
+      return "a number";
+  }
+}
+
+void checkMembers(const json& obj, const std::string& path,
+                  std::initializer_list<const char*> allowed, const char* context) {
+  for (auto it = obj.begin(); it != obj.end(); ++it) {
+    bool ok = false;
+    for (const char* a : allowed) ok = ok || it.key() == a;
+    if (!ok) fault(path + "." + it.key(), std::string("unknown member") + context);
+  }
+}
+
+const std::string& needString(const json& v, const std::string& path) {
+  if (!v.is_string()) fault(path, std::string("expected a string, got ") + kindOf(v));
+  return v.get_ref<const std::string&>();
+}
+
+const json& needArray(const json& v, const std::string& path) {
+  if (!v.is_array()) fault(path, std::string("expected an array, got ") + kindOf(v));
+  return v;
+}
+
+int64_t needInteger(const json& v, const std::string& path, int64_t lo, int64_t hi) {
+  int64_t n = 0;
+  if (v.is_number_integer()) {
+    n = v.get<int64_t>();
+  } else if (v.is_number_unsigned()) {
+    uint64_t u = v.get<uint64_t>();
+    n = u > static_cast<uint64_t>(INT64_MAX) ? INT64_MAX : static_cast<int64_t>(u);
+  } else {
+    fault(path, std::string("expected an integer, got ") + kindOf(v));
+  }
+  if (n < lo || n > hi)
+    fault(path, std::to_string(n) + " is not in " + std::to_string(lo) + ".." + std::to_string(hi));
+  return n;
+}
+
+double needValue(const json& v, const std::string& path) {
+  if (v.is_number_integer()) return static_cast<double>(v.get<int64_t>());
+  if (v.is_number_unsigned()) return static_cast<double>(v.get<uint64_t>());
+  if (v.is_number_float()) return v.get<double>();
+  if (v.is_string()) {
+    if (auto d = valueFromName(v.get_ref<const std::string&>())) return *d;
+    fault(path, "\"" + v.get<std::string>() +
+                    "\" is not a value: expected a number or one of UNDEF, NA, +INF, INF, -INF, "
+                    "MINF, EPS, NaN, Infinity, -Infinity");
+  }
+  fault(path, std::string("expected a number or a special-value name, got ") + kindOf(v));
+}
+
+std::string lengthFault(const char* what, size_t n, int lo, int hi) {
+  return std::string(what) + " is " + std::to_string(lo) + " to " + std::to_string(hi) +
+         " bytes, got " + std::to_string(n);
+}
+
+class Builder {
+ public:
+  explicit Builder(zablib::ZabWriter& w) : w_(w) {}
+
+  void build(const json& doc) {
+    if (!doc.is_object()) fault("document", std::string("expected an object, got ") + kindOf(doc));
+    checkMembers(doc, "document", {"symbols", "uels", "texts"}, " (expected symbols, uels, texts)");
+    if (!doc.contains("symbols")) fault("symbols", "required member missing");
+    if (doc.contains("uels")) {
+      const json& uels = needArray(doc["uels"], "uels");
+      for (size_t i = 0; i < uels.size(); ++i) label(uels[i], at("uels", i));
+    }
+    if (doc.contains("texts")) {
+      const json& texts = needArray(doc["texts"], "texts");
+      for (size_t i = 0; i < texts.size(); ++i) {
+        const std::string& t = needString(texts[i], at("texts", i));
+        if (t.size() > zablib::kMaxTextLen)
+          fault(at("texts", i), lengthFault("a text", t.size(), 0, 255));
+        uint32_t nr;
+        writerCall(w_.addText(t, nr, err_), at("texts", i));
+      }
+    }
+    const json& syms = needArray(doc["symbols"], "symbols");
+    for (size_t i = 0; i < syms.size(); ++i) symbol(syms[i], at("symbols", i));
+  }
+
+ private:
+  void writerCall(bool ok, const std::string& path) {
+    if (!ok) fault(path, err_.text);
+  }
+
+  uint32_t label(const json& v, const std::string& path) {
+    const std::string& s = needString(v, path);
+    if (s.empty() || s.size() > zablib::kMaxLabelLen)
+      fault(path, lengthFault("a label", s.size(), 1, 255));
+    uint32_t nr;
+    writerCall(w_.registerLabel(s, nr, err_), path);
+    return nr;
+  }
+
+  void symbol(const json& sym, const std::string& path) {
+    if (!sym.is_object()) fault(path, std::string("expected an object, got ") + kindOf(sym));
+    if (!sym.contains("name")) fault(at(path, "name"), "required member missing");
+    if (!sym.contains("type")) fault(at(path, "type"), "required member missing");
+    const std::string& name = needString(sym["name"], at(path, "name"));
+    if (name.empty() || name.size() > zablib::kMaxNameLen)
+      fault(at(path, "name"), lengthFault("a symbol name", name.size(), 1, 63));
+    if (uint32_t other = w_.findSymbol(name))
+      fault(at(path, "name"), "\"" + name + "\" is the name of symbols[" +
+                                  std::to_string(other - 1) + "] already (letter case ignored)");
+    const int type = symbolType(sym["type"], at(path, "type"));
+    std::string text;
+    if (sym.contains("text")) {
+      text = needString(sym["text"], at(path, "text"));
+      if (text.size() > zablib::kMaxTextLen)
+        fault(at(path, "text"), lengthFault("an explanatory text", text.size(), 0, 255));
+    }
+    int userInfo = 0;
+    if (sym.contains("userinfo"))
+      userInfo = static_cast<int>(
+          needInteger(sym["userinfo"], at(path, "userinfo"), INT32_MIN, INT32_MAX));
+    if (type == static_cast<int>(zablib::kTypeAlias)) {
+      alias(sym, path, name, text, userInfo);
+      return;
+    }
+    checkMembers(sym, path, {"name", "type", "dim", "text", "userinfo", "records"},
+                 sym.contains("of") ? " (only an alias has \"of\")" : "");
+    if (!sym.contains("dim")) fault(at(path, "dim"), "required member missing");
+    const int dim = static_cast<int>(needInteger(sym["dim"], at(path, "dim"), 0, zablib::kMaxDim));
+    writerCall(w_.startSymbol(name, text, dim, type, userInfo, err_), path);
+    setDims_.push_back(type == 0 ? dim : -1);
+    size_t count = 0;
+    if (sym.contains("records")) {
+      const std::string rpath = at(path, "records");
+      const json& recs = needArray(sym["records"], rpath);
+      count = recs.size();
+      for (size_t r = 0; r < recs.size(); ++r) record(recs[r], at(rpath, r), dim, type, r);
+    }
+    uint64_t a = 0, b = 0;
+    if (!w_.endSymbol(err_, &a, &b)) {
+      if (err_.code == zablib::kErrDuplicateKey && b < count)
+        fault(at(at(path, "records"), b) + ".keys",
+              "same keys as records[" + std::to_string(a) + "] (letter case ignored)");
+      fault(path, err_.text);
+    }
+  }
+
+  int symbolType(const json& v, const std::string& path) {
+    if (v.is_string()) {
+      const std::string& s = v.get_ref<const std::string&>();
+      if (s == "set") return 0;
+      if (s == "parameter") return 1;
+      if (s == "variable") return 2;
+      if (s == "equation") return 3;
+      if (s == "alias") return 4;
+      fault(path, "\"" + s +
+                      "\" is not a type: expected set, parameter, variable, equation, alias or "
+                      "an integer type code");
+    }
+    if (v.is_number_integer() || v.is_number_unsigned())
+      return static_cast<int>(needInteger(v, path, 0, INT32_MAX));
+    fault(path, std::string("expected a type name or an integer type code, got ") + kindOf(v));
+  }
+
+  void alias(const json& sym, const std::string& path, const std::string& name,
+             const std::string& text, int userInfo) {
+    checkMembers(sym, path, {"name", "type", "dim", "text", "userinfo", "of"},
+                 sym.contains("records") ? " (an alias has no records of its own)" : "");
+    if (!sym.contains("of")) fault(at(path, "of"), "required member missing for an alias");
+    const std::string& of = needString(sym["of"], at(path, "of"));
+    uint32_t target = w_.findSymbol(of);
+    if (target == 0) fault(at(path, "of"), "no earlier symbol is named \"" + of + "\"");
+    if (setDims_.size() < target || setDims_[target - 1] < 0)
+      fault(at(path, "of"), "\"" + of + "\" is not a set");
+    if (sym.contains("dim")) {
+      int dim = static_cast<int>(needInteger(sym["dim"], at(path, "dim"), 0, zablib::kMaxDim));
+      if (dim != setDims_[target - 1])
+        fault(at(path, "dim"), "the alias has the dimension of set \"" + of + "\", " +
+                                   std::to_string(setDims_[target - 1]));
+    }
+    writerCall(w_.addAlias(of, name, text, userInfo, err_), path);
+    setDims_.push_back(-1);
+  }
+
+  void record(const json& rec, const std::string& path, int dim, int type, size_t index) {
+    if (!rec.is_object()) fault(path, std::string("expected an object, got ") + kindOf(rec));
+    const bool isSet = type == 0;
+    const bool five = type == 2 || type == 3;
+    if (isSet) {
+      checkMembers(rec, path, {"keys", "text"}, " of a set record (expected keys, text)");
+    } else if (five) {
+      checkMembers(rec, path, {"keys", "level", "marginal", "lower", "upper", "scale"},
+                   " of a variable or equation record (expected keys, level, marginal, lower, "
+                   "upper, scale)");
+    } else {
+      checkMembers(rec, path, {"keys", "value"}, " of a parameter record (expected keys, value)");
+    }
+    if (!rec.contains("keys")) fault(at(path, "keys"), "required member missing");
+    const std::string kpath = at(path, "keys");
+    const json& keys = needArray(rec["keys"], kpath);
+    if (keys.size() != static_cast<size_t>(dim))
+      fault(kpath, "expected " + std::to_string(dim) + (dim == 1 ? " label" : " labels") +
+                       ", got " + std::to_string(keys.size()));
+    if (dim == 0 && index > 0) fault(kpath, "same keys as records[0] (a scalar has one record)");
+    uint32_t nrs[zablib::kMaxDim];
+    for (int i = 0; i < dim; ++i) nrs[i] = label(keys[i], at(kpath, static_cast<size_t>(i)));
+    double v[5] = {0, 0, 0, 0, 0};
+    if (isSet) {
+      if (rec.contains("text")) {
+        const std::string& t = needString(rec["text"], at(path, "text"));
+        if (t.size() > zablib::kMaxTextLen)
+          fault(at(path, "text"), lengthFault("an element text", t.size(), 0, 255));
+        if (!t.empty()) {
+          uint32_t nr;
+          writerCall(w_.addText(t, nr, err_), at(path, "text"));
+          v[0] = nr;
+        }
+      }
+    } else if (five) {
+      v[3] = 3e300;  // upper: +INF
+      v[4] = 1.0;    // scale
+      static const char* kFields[5] = {"level", "marginal", "lower", "upper", "scale"};
+      for (int f = 0; f < 5; ++f) {
+        if (rec.contains(kFields[f])) v[f] = needValue(rec[kFields[f]], at(path, kFields[f]));
+      }
+    } else if (rec.contains("value")) {
+      v[0] = needValue(rec["value"], at(path, "value"));
+    }
+    writerCall(w_.addRecord(nrs, v, err_), path);
+  }
+
+  zablib::ZabWriter& w_;
+  // Dimension of each symbol written so far when it is a set, else -1.
+  std::vector<int> setDims_;
+  zablib::ZabError err_;
+};
+
+bool buildFromDocument(const json& doc, const std::string& outPath, std::string& error) {
+  zablib::ZabWriter w;
+  zablib::ZabError err;
+  if (!w.open(outPath, "zabtool", err)) {
+    error = err.text;
+    return false;
+  }
+  try {
+    Builder b(w);
+    b.build(doc);
+  } catch (const Fault& f) {
+    w.abandon();
+    error = f.path + ": " + f.what;
+    return false;
+  }
+  if (!w.close(err)) {
+    error = err.text;
+    return false;
+  }
+  return true;
+}
+
+bool parse(const std::string& text, const std::string& where, json& doc, std::string& error) {
+  try {
+    doc = json::parse(text);
+  } catch (const json::exception& e) {
+    std::string what = e.what();
+    // Drop the library's "[json.exception.parse_error.101] " tag.
+    size_t close = what.find("] ");
+    if (what.rfind("[json.exception.", 0) == 0 && close != std::string::npos)
+      what = what.substr(close + 2);
+    error = where + ": invalid JSON: " + what;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool buildFromJsonText(const std::string& jsonText, const std::string& outPath,
+                       std::string& error) {
+  json doc;
+  if (!parse(jsonText, "document", doc, error)) return false;
+  return buildFromDocument(doc, outPath, error);
+}
+
+bool buildFromJsonFile(const std::string& sourcePath, const std::string& outPath,
+                       std::string& error) {
+  std::ifstream in(sourcePath, std::ios::binary);
+  if (!in) {
+    error = "cannot open " + sourcePath;
+    return false;
+  }
+  std::ostringstream ss;
+  ss << in.rdbuf();
+  if (in.bad()) {
+    error = "cannot read " + sourcePath;
+    return false;
+  }
+  json doc;
+  if (!parse(ss.str(), sourcePath, doc, error)) return false;
+  return buildFromDocument(doc, outPath, error);
+}
+
+}  // namespace zabtool

@@ -1,0 +1,20 @@
+// zabtool build: a ZAB file from its JSON form.
+//
+// The document is checked completely; a fault is reported with the JSON
+// path where it sits ("symbols[3].records[17].keys: expected 2 labels, got
+// 3"). The output file appears only when everything succeeded.
+#pragma once
+
+#include <string>
+
+namespace zabtool {
+
+// Builds outPath from the JSON text in sourcePath. Returns false with a
+// message (path of the fault first) in `error`.
+bool buildFromJsonFile(const std::string& sourcePath, const std::string& outPath,
+                       std::string& error);
+
+// Same from JSON text in memory (tests).
+bool buildFromJsonText(const std::string& jsonText, const std::string& outPath, std::string& error);
+
+}  // namespace zabtool
