@@ -1,0 +1,1 @@
+# Nothing to prepare: zab2veda runs without any argument.
