@@ -114,7 +114,8 @@ class Summary {
 
   void literals() {
     line();
-    line("[Literals]  " + plural(def.numLiteral, "literal", "literals") + " (max 100)");
+    line("Literals of [DataEntries]  " + plural(def.numLiteral, "literal", "literals") +
+         " (max 100)");
     int kept = def.numLiteral < kMaxLiterals ? def.numLiteral : kMaxLiterals;
     for (int i = 1; i <= kept; ++i) line("  " + literal(i));
     if (def.numLiteral > kMaxLiterals) {
@@ -234,7 +235,9 @@ class Summary {
     line();
     line("[SpecialValues]");
     for (int i = 0; i < 5; ++i) {
-      std::string s = std::string("  ") + kKeywords[i] + " \"" + m.text[i].str() + "\"  ";
+      std::string text = "\"" + m.text[i].str() + "\"";
+      if (text.size() < 14) text.resize(14, ' ');
+      std::string s = std::string("  ") + kKeywords[i] + " " + text + "  ";
       s += m.isString[i] ? "string (written in quotes)" : "number";
       if (m.isZero[i]) s += ", counts as zero";
       line(s);
