@@ -51,13 +51,20 @@ struct TabFill {
   FieldBuf field;
 };
 
+// Writes the data lines. Lines are built straight into a large chunk that
+// goes to the file in one write when it is nearly full; nothing is allocated
+// per record.
 class LineWriter {
  public:
+  static constexpr size_t kChunk = size_t{1} << 20;
+
   explicit LineWriter(rt::TextFile& f) : f_(f) {
     int n = vdd::def.numDimension;
-    line_.resize(static_cast<size_t>(n + 1) * 257 + 2 * 257 + 8);
+    maxLine_ = static_cast<size_t>(n + 1) * 257 + 2 * 257 + 8;
+    chunk_.resize(kChunk > 4 * maxLine_ ? kChunk : 4 * maxLine_);
     staticField_.resize(n + 1);
     fill_.resize(n + 1, -1);
+    seen_.resize(n + 1);
   }
 
   void writeEntry(int entry) {
@@ -68,13 +75,13 @@ class LineWriter {
     const bool valueDim2 = d.options.valueDim == 2;
     const bool lm = d.ormaSuff[entry] == 5;
     const bool varOrEqu = e.type == 2 || e.type == 3;
+    const int numTabs = static_cast<int>(fill_.size()) - 1;
 
     int recordCount = 0;
     zab::api.zabDataReadRawStart(driver::run.pgx, e.symNr, &recordCount);
     int keys[kMaxTuple] = {};
     double vals[5] = {};
     int firstChanged = 0;
-    uint32_t sinceCheck = 0;
     while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged) != 0) {
       if (e.hasLiterals && !passesLiteralFilter(state.literalfilter, keys, e.dim)) continue;
       if (e.doSuppressZero) {
@@ -89,14 +96,10 @@ class LineWriter {
         }
         if (skip) continue;
       }
-      char* p = line_.data();
-      for (int t = 1; t < static_cast<int>(fill_.size()); ++t) {
-        std::string_view field;
-        if (fill_[t] >= 0) {
-          field = buildTab(tabs_[fill_[t]], keys);
-        } else {
-          field = staticField_[t];
-        }
+      char* p = chunk_.data() + used_;
+      for (int t = 1; t <= numTabs; ++t) {
+        std::string_view field =
+            fill_[t] >= 0 ? buildTab(tabs_[fill_[t]], keys) : std::string_view(staticField_[t]);
         std::memcpy(p, field.data(), field.size());
         p += field.size();
         *p++ = ',';
@@ -109,12 +112,15 @@ class LineWriter {
         p += formatDataValue(lm && varOrEqu ? vals[1] : 0.0, p);
       }
       *p++ = '\n';
-      f_.write(std::string_view(line_.data(), static_cast<size_t>(p - line_.data())));
-      if (++sinceCheck == 65536) {
-        sinceCheck = 0;
-        checkWritten(f_);
-      }
+      used_ = static_cast<size_t>(p - chunk_.data());
+      if (used_ + maxLine_ > chunk_.size()) flush();
     }
+  }
+
+  // Hands the lines built so far to the file; a failed write ends the run.
+  void flush() {
+    f_.write(std::string_view(chunk_.data(), used_));
+    used_ = 0;
     checkWritten(f_);
   }
 
@@ -142,6 +148,7 @@ class LineWriter {
       for (int pl = 0; pl < tf.places && pl < kMaxTuple; ++pl) tf.pos[pl] = map[pl];
       fill_[t] = static_cast<int>(tabs_.size());
       tabs_.push_back(tf);
+      if (tf.places == 1 && seen_[t].empty()) seen_[t].assign(state.uels.count() + 1, 0);
     }
     style_.separator = d.options.tupleSeparator.view();
     style_.showAll = d.options.showAllSeparators;
@@ -149,6 +156,18 @@ class LineWriter {
 
   // The tab's field for this record; a new tuple goes to the projection.
   std::string_view buildTab(TabFill& tf, const int* keys) {
+    if (tf.places == 1) {
+      // one place: the label's quoted form, and a flag per label for "added"
+      int32_t n = tf.pos[0] ? keys[tf.pos[0] - 1] : 0;
+      std::vector<uint8_t>& seen = seen_[tf.tab];
+      if (n >= 0 && n < static_cast<int32_t>(seen.size())) {
+        if (!seen[n]) {
+          seen[n] = 1;
+          state.projection.addUel(tf.tab, &n, 1, 0);
+        }
+        return state.uels.quoted(n);
+      }
+    }
     if (tf.places > kMaxTuple) rt::internalError("tab with more than 20 tuple places");
     int32_t labels[kMaxTuple];
     bool same = tf.built;
@@ -165,10 +184,13 @@ class LineWriter {
   }
 
   rt::TextFile& f_;
-  std::vector<char> line_;
+  std::vector<char> chunk_;
+  size_t used_ = 0;
+  size_t maxLine_ = 0;
   std::vector<std::string> staticField_;  // per tab: filler or attribute
   std::vector<int> fill_;                 // per tab: index into tabs_, or -1
   std::vector<TabFill> tabs_;
+  std::vector<std::vector<uint8_t>> seen_;  // per one-place tab: label added
   JoinStyle style_;
 };
 
@@ -217,6 +239,7 @@ void writeDataFile() {
 
   LineWriter writer(f);
   for (int i = 1; i <= d.numDataEntry && i <= vdd::kMaxDataEntries; ++i) writer.writeEntry(i);
+  writer.flush();
   closeChecked(f);
 }
 

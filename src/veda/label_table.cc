@@ -2,19 +2,35 @@
 
 #include "driver/run_state.h"
 #include "runtime/short_string.h"
+#include "veda/field_builder.h"
 #include "zab/zab_api.h"
 
 namespace veda {
 
+namespace {
+
+void appendQuoted(std::string& arena, std::vector<uint64_t>& offsets, std::string_view label) {
+  FieldBuf field;
+  quoteField(label, field);
+  arena.append(field.view());
+  offsets.push_back(arena.size());
+}
+
+}  // namespace
+
 void LabelTable::clear() {
   arena_.clear();
   offsets_.assign(1, 0);
+  quotedArena_.clear();
+  quotedOffsets_.assign(1, 0);
+  appendQuoted(quotedArena_, quotedOffsets_, {});
   count_ = 0;
 }
 
 void LabelTable::add(std::string_view label) {
   arena_.append(label);
   offsets_.push_back(arena_.size());
+  appendQuoted(quotedArena_, quotedOffsets_, label);
   ++count_;
 }
 
