@@ -8,9 +8,21 @@ namespace vdd {
 
 bool nextLine() {
   rt::ShortStr raw;
-  while (!def.f.eof()) {
+  bool readFailed = false;
+  for (;;) {
+    if (def.f.eof()) {
+      // A file that fails on reading (a folder, a device error) ends like
+      // this too: report the failed read once rather than a silent end.
+      def.rc = def.f.ioResult();
+      if (def.rc != 0 && !readFailed) {
+        def.numLine += 1;
+        reportError("Could not read line: " + core::intToStr(def.numLine));
+      }
+      return false;
+    }
     def.numLine += 1;
-    if (!def.f.readLine(raw)) {
+    readFailed = !def.f.readLine(raw);
+    if (readFailed) {
       def.rc = def.f.ioResult();
       reportError("Could not read line: " + core::intToStr(def.numLine));
       continue;
@@ -24,8 +36,6 @@ bool nextLine() {
     def.numToken = 0;
     return true;
   }
-  def.rc = def.f.ioResult();
-  return false;
 }
 
 rt::ShortStr liner() { return " in line " + core::intToStr(def.numLine) + ": " + def.origLine; }

@@ -204,6 +204,14 @@ TEST(LoadVdd, FileThatCannotBeOpened) {
   EXPECT_EQ(def.numErr, 2);
 }
 
+TEST(LoadVdd, FileThatCannotBeRead) {
+  vdd::resetDefinition();
+  std::string folder = ::testing::TempDir();  // opens, but every read fails
+  Lines out = vdd_test::captureLines([&] { vdd::loadVdd(folder); });
+  EXPECT_EQ(out, (Lines{"*** Could not read line: 1", "*** Dummy for Attribute not found"}));
+  EXPECT_EQ(def.numErr, 2);
+}
+
 TEST(LoadVdd, AttributeDimension) {
   EXPECT_EQ(loadText("[Dimensions]\nPlants i\n"), (Lines{"*** Dummy for Attribute not found"}));
   EXPECT_EQ(def.atrPos, 0);
