@@ -25,7 +25,8 @@ const ApiSignature* findApiSignature(std::string_view name);
 
 // XCheck's answer: true when `name` exists with exactly these codes;
 // otherwise false and `why` says what differs. With nargs 0 only existence
-// is answered (why is empty when it exists).
+// is answered (why is empty when it exists), except for an operation without
+// parameters, whose result code is compared when codes are given.
 bool checkApiSignature(std::string_view name, int nargs, const int* codes, std::string& why);
 
 }  // namespace zablib

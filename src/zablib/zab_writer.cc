@@ -52,6 +52,7 @@ bool ZabWriter::open(const std::string& path, std::string_view producer, ZabErro
   }
   uint8_t zero[kHeaderSize] = {};
   written_ = 0;
+  ioFailed_ = false;
   if (!writeBytes(zero, sizeof zero, err)) {
     abandon();
     return false;
@@ -80,8 +81,10 @@ void ZabWriter::abandon() {
 }
 
 bool ZabWriter::writeBytes(const void* p, size_t n, ZabError& err) {
-  if (n && std::fwrite(p, 1, n, file_) != n)
+  if (n && std::fwrite(p, 1, n, file_) != n) {
+    ioFailed_ = true;
     return err.set(kErrWriteIo, "cannot write " + tmpPath_ + ": " + std::strerror(errno));
+  }
   written_ += n;
   return true;
 }
@@ -286,6 +289,18 @@ bool ZabWriter::flushBlock(ZabError& err) {
   return ok;
 }
 
+// A symbol whose records were refused leaves no trace in the file.
+void ZabWriter::dropLastSymbol() {
+  symbols_.pop_back();
+  symbolIndex_.clear();
+  for (uint32_t n = 1; n <= symbols_.size(); ++n) {
+    symbolIndex_.insert(symbols_[n - 1].name, n,
+                        [this](uint32_t i) { return std::string_view(symbols_[i - 1].name); });
+  }
+  keys_.clear();
+  values_.clear();
+}
+
 bool ZabWriter::endSymbol(ZabError& err, uint64_t* dupFirst, uint64_t* dupSecond) {
   if (!inSymbol_) return err.set(kErrNoWrite, "no symbol write in progress");
   inSymbol_ = false;
@@ -303,8 +318,7 @@ bool ZabWriter::endSymbol(ZabError& err, uint64_t* dupFirst, uint64_t* dupSecond
     }
     err.set(kErrDuplicateKey, "symbol " + s.name + ": records " + num(a + 1) + " and " +
                                   num(b + 1) + " have the same key (" + key + ")");
-    keys_.clear();
-    values_.clear();
+    dropLastSymbol();
     return false;
   }
   RecordEncoder enc;
@@ -374,6 +388,11 @@ bool ZabWriter::addAlias(std::string_view setName, std::string_view aliasName,
 bool ZabWriter::close(ZabError& err) {
   err.clear();
   if (!file_) return err.set(kErrNoFile, "no file open for writing");
+  if (ioFailed_) {
+    err.set(kErrWriteIo, "an earlier write to " + tmpPath_ + " failed; the file is not complete");
+    abandon();
+    return false;
+  }
   if (inSymbol_) {
     ZabError e2;
     if (!endSymbol(e2)) {

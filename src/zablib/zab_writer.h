@@ -62,8 +62,8 @@ class ZabWriter {
   bool addRecord(const uint32_t* keys, const double* values, ZabError& err);
   // Same with labels as strings; new labels are registered.
   bool addRecordStr(const std::string_view* keys, const double* values, ZabError& err);
-  // Ends the symbol. On a duplicate key, *dupFirst and *dupSecond (when given)
-  // receive the 0-based positions, in order of addRecord, of the two records.
+  // Ends the symbol. On a duplicate key the symbol is dropped and *dupFirst and *dupSecond (when
+  // given) receive the 0-based positions, in order of addRecord, of the two records.
   bool endSymbol(ZabError& err, uint64_t* dupFirst = nullptr, uint64_t* dupSecond = nullptr);
 
   // Adds alias `aliasName` of the earlier set `setName` (case ignored).
@@ -88,6 +88,7 @@ class ZabWriter {
     uint32_t blockCrc = 0;
   };
 
+  void dropLastSymbol();
   bool checkNewName(std::string_view name, ZabError& err) const;
   bool writeBytes(const void* p, size_t n, ZabError& err);
   bool flushBlock(ZabError& err);
@@ -100,6 +101,7 @@ class ZabWriter {
   std::string producer_;
   FILE* file_ = nullptr;
   uint64_t written_ = 0;
+  bool ioFailed_ = false;  // a write failed: close() refuses to finish the file
   double specials_[5];
 
   std::vector<std::string> labels_;

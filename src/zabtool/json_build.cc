@@ -56,7 +56,9 @@ void checkMembers(const json& obj, const std::string& path,
   for (auto it = obj.begin(); it != obj.end(); ++it) {
     bool ok = false;
     for (const char* a : allowed) ok = ok || it.key() == a;
-    if (!ok) fault(path + "." + it.key(), std::string("unknown member") + context);
+    if (!ok)
+      fault(path.empty() ? it.key() : path + "." + it.key(),
+            std::string("unknown member") + context);
   }
 }
 
@@ -109,7 +111,7 @@ class Builder {
 
   void build(const json& doc) {
     if (!doc.is_object()) fault("document", std::string("expected an object, got ") + kindOf(doc));
-    checkMembers(doc, "document", {"symbols", "uels", "texts"}, " (expected symbols, uels, texts)");
+    checkMembers(doc, "", {"symbols", "uels", "texts"}, " (expected symbols, uels, texts)");
     if (!doc.contains("symbols")) fault("symbols", "required member missing");
     if (doc.contains("uels")) {
       const json& uels = needArray(doc["uels"], "uels");

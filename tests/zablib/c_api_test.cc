@@ -1,0 +1,505 @@
+// The C ABI of libzabcclib64 as the converter uses it: compatibility checks,
+// opening, symbol and label lookups, record reads with the first changed
+// dimension, element texts, special values, and the write side.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "zab_test_util.h"
+#include "zabcclib.h"
+
+namespace {
+
+using zabtest::ScratchDir;
+
+// A short string for the library.
+struct SS {
+  unsigned char b[256] = {0};
+  SS() = default;
+  SS(const std::string& s) {  // NOLINT
+    b[0] = static_cast<unsigned char>(s.size());
+    std::memcpy(b + 1, s.data(), s.size());
+  }
+  std::string str() const { return std::string(reinterpret_cast<const char*>(b + 1), b[0]); }
+  unsigned char* p() { return b; }
+};
+
+std::string keyAt(const unsigned char* keys, int i) {
+  const unsigned char* k = keys + 256 * i;
+  return std::string(reinterpret_cast<const char*>(k + 1), k[0]);
+}
+
+const char* kSource = R"({
+  "uels": ["north", "south", "East"],
+  "symbols": [
+    {"name": "Region", "type": "set", "dim": 1, "text": "regions", "userinfo": 3,
+     "records": [{"keys": ["north"], "text": "Northern region"}, {"keys": ["south"]},
+                 {"keys": ["east"], "text": "Eastern"}]},
+    {"name": "cap", "type": "parameter", "dim": 1, "text": "capacity",
+     "records": [{"keys": ["south"], "value": "EPS"}, {"keys": ["north"], "value": 350},
+                 {"keys": ["East"], "value": "Infinity"}]},
+    {"name": "d3", "type": "parameter", "dim": 3, "records": [
+      {"keys": ["north", "north", "north"], "value": 1},
+      {"keys": ["north", "north", "south"], "value": 2},
+      {"keys": ["north", "south", "north"], "value": 3},
+      {"keys": ["south", "north", "north"], "value": 4},
+      {"keys": ["south", "north", "East"], "value": "NaN"}]},
+    {"name": "total", "type": "variable", "dim": 0, "records": [{"keys": [], "level": 153.7}]},
+    {"name": "rr", "type": "alias", "of": "region", "text": "alias of region"}
+  ]
+})";
+
+class CApi : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    zabtest::build(kSource, dir_.file("t.zab"));
+    XCreate(&h_);
+    ASSERT_NE(h_, nullptr);
+    SS name(dir_.file("t.zab"));
+    int err = -1;
+    ASSERT_EQ(D__zabOpenRead(h_, name.p(), &err), 1);
+    ASSERT_EQ(err, 0);
+  }
+  void TearDown() override {
+    XFree(&h_);
+    EXPECT_EQ(h_, nullptr);
+  }
+
+  // All records of a symbol read raw: keys of each and first changed dims.
+  void readRaw(int sym, std::vector<std::vector<int>>& keys, std::vector<int>& firsts,
+               std::vector<double>& levels) {
+    int count = -1;
+    ASSERT_EQ(C__zabDataReadRawStart(h_, sym, &count), 1);
+    int k[ZAB_MAXDIM];
+    double v[ZAB_VALUES];
+    int f = 0, dim = 0, type = 0;
+    SS name;
+    ASSERT_EQ(D__zabSymbolInfo(h_, sym, name.p(), &dim, &type), 1);
+    while (C__zabDataReadRaw(h_, k, v, &f)) {
+      keys.emplace_back(k, k + dim);
+      firsts.push_back(f);
+      levels.push_back(v[0]);
+    }
+    EXPECT_EQ(static_cast<int>(firsts.size()), count);
+  }
+
+  ScratchDir dir_;
+  zabHandle_t h_ = nullptr;
+};
+
+TEST(CApiCheck, ApiVersion) {
+  SS msg;
+  int mode = -5;
+  EXPECT_EQ(D__XAPIVersion(11, msg.p(), &mode), 1);
+  EXPECT_EQ(mode, 0);
+  EXPECT_EQ(msg.str(), "");
+  EXPECT_EQ(D__XAPIVersion(10, msg.p(), &mode), 0);
+  EXPECT_NE(msg.str().find("version 10"), std::string::npos) << msg.str();
+}
+
+TEST(CApiCheck, SignaturesOfEveryOperationTheConverterCalls) {
+  struct Sig {
+    const char* name;
+    std::vector<int> codes;
+  };
+  const std::vector<Sig> sigs = {
+      {"zabOpenRead", {3, 11, 4}},          {"zabErrorStr", {3, 3, 12}},
+      {"zabResetSpecialValues", {3}},       {"zabGetSpecialValues", {3, 58}},
+      {"zabSystemInfo", {3, 4, 4}},         {"zabSymbolInfo", {3, 3, 12, 4, 4}},
+      {"zabSymbolInfoX", {3, 3, 4, 4, 12}}, {"zabFindSymbol", {3, 11, 4}},
+      {"zabDataReadStrStart", {3, 3, 4}},   {"zabDataReadStr", {3, 56, 54, 4}},
+      {"zabDataReadRawStart", {3, 3, 4}},   {"zabDataReadRaw", {3, 52, 54, 4}},
+      {"zabGetElemText", {3, 3, 12, 4}},    {"zabUMUelGet", {3, 3, 12, 4}},
+      {"zabUMFindUEL", {3, 11, 4, 4}},      {"zabClose", {3}},
+  };
+  for (const Sig& s : sigs) {
+    SS name(s.name), msg("junk");
+    int n = static_cast<int>(s.codes.size()) - 1;
+    EXPECT_EQ(D__XCheck(name.p(), n, s.codes.data(), msg.p()), 1) << s.name << ": " << msg.str();
+    EXPECT_EQ(msg.str(), "") << s.name;
+    // One wrong code is refused, with a reason that names the operation.
+    std::vector<int> wrong = s.codes;
+    wrong.back() = 99;
+    EXPECT_EQ(D__XCheck(name.p(), n, wrong.data(), msg.p()), 0) << s.name;
+    EXPECT_NE(msg.str().find(s.name), std::string::npos) << msg.str();
+    // One parameter more is refused.
+    wrong = s.codes;
+    wrong.push_back(3);
+    EXPECT_EQ(D__XCheck(name.p(), n + 1, wrong.data(), msg.p()), 0) << s.name;
+  }
+}
+
+TEST(CApiCheck, WriteSideSignatures) {
+  const int openWrite[] = {3, 11, 11, 4};
+  const int writeRaw[] = {3, 51, 53};
+  const int writeStr[] = {3, 55, 53};
+  const int addAlias[] = {3, 11, 11, 11};
+  SS msg;
+  EXPECT_EQ(D__XCheck(SS("zabOpenWrite").p(), 3, openWrite, msg.p()), 1) << msg.str();
+  EXPECT_EQ(D__XCheck(SS("zabDataWriteRaw").p(), 2, writeRaw, msg.p()), 1) << msg.str();
+  EXPECT_EQ(D__XCheck(SS("zabDataWriteStr").p(), 2, writeStr, msg.p()), 1) << msg.str();
+  EXPECT_EQ(D__XCheck(SS("zabAddAlias").p(), 3, addAlias, msg.p()), 1) << msg.str();
+}
+
+TEST(CApiCheck, UnknownOperationAndReasonWithZeroParameters) {
+  SS msg;
+  const int codes[] = {3};
+  EXPECT_EQ(D__XCheck(SS("zabAcronymCount").p(), 0, codes, msg.p()), 0);
+  EXPECT_EQ(msg.str(), "zabAcronymCount is not provided by libzabcclib64");
+  EXPECT_EQ(D__XCheck(SS("zabAcronymCount").p(), 1, codes, msg.p()), 0);
+  // nargs 0 for an existing operation: it exists, no reason.
+  EXPECT_EQ(D__XCheck(SS("zabSymbolInfo").p(), 0, nullptr, msg.p()), 1);
+  EXPECT_EQ(msg.str(), "");
+}
+
+TEST(CApiCheck, LoadPath) {
+  SS in("/some/dir"), out;
+  zabSetLoadPath(in.p());
+  zabGetLoadPath(out.p());
+  EXPECT_EQ(out.str(), "/some/dir");
+  EXPECT_EQ(C__zabInitialize(), 1);
+  EXPECT_EQ(C__zabFinalize(), 1);
+}
+
+TEST_F(CApi, SystemAndSymbolInfo) {
+  int syms = 0, uels = 0;
+  ASSERT_EQ(C__zabSystemInfo(h_, &syms, &uels), 1);
+  EXPECT_EQ(syms, 5);
+  EXPECT_EQ(uels, 3);
+  SS name, text;
+  int dim = -1, type = -1, count = -1, user = -1;
+  ASSERT_EQ(D__zabSymbolInfo(h_, 1, name.p(), &dim, &type), 1);
+  EXPECT_EQ(name.str(), "Region");
+  EXPECT_EQ(dim, 1);
+  EXPECT_EQ(type, ZAB_TYPE_SET);
+  ASSERT_EQ(D__zabSymbolInfoX(h_, 1, &count, &user, text.p()), 1);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(user, 3);
+  EXPECT_EQ(text.str(), "regions");
+  // The alias: its set's dimension and record count, its own text.
+  ASSERT_EQ(D__zabSymbolInfo(h_, 5, name.p(), &dim, &type), 1);
+  EXPECT_EQ(name.str(), "rr");
+  EXPECT_EQ(type, ZAB_TYPE_ALIAS);
+  EXPECT_EQ(dim, 1);
+  ASSERT_EQ(D__zabSymbolInfoX(h_, 5, &count, &user, text.p()), 1);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(user, 0);
+  EXPECT_EQ(text.str(), "alias of region");
+  // Out of range.
+  EXPECT_EQ(D__zabSymbolInfo(h_, 0, name.p(), &dim, &type), 0);
+  EXPECT_EQ(D__zabSymbolInfo(h_, 6, name.p(), &dim, &type), 0);
+  EXPECT_EQ(name.str(), "");
+  EXPECT_NE(C__zabGetLastError(h_), 0);
+}
+
+TEST_F(CApi, FindSymbolIgnoresCase) {
+  int nr = 0;
+  EXPECT_EQ(D__zabFindSymbol(h_, SS("REGION").p(), &nr), 1);
+  EXPECT_EQ(nr, 1);
+  EXPECT_EQ(D__zabFindSymbol(h_, SS("Cap").p(), &nr), 1);
+  EXPECT_EQ(nr, 2);
+  EXPECT_EQ(D__zabFindSymbol(h_, SS("RR").p(), &nr), 1);
+  EXPECT_EQ(nr, 5);
+  EXPECT_EQ(D__zabFindSymbol(h_, SS("nothing").p(), &nr), 0);
+  EXPECT_EQ(nr, -1);
+  EXPECT_EQ(D__zabFindSymbol(h_, SS("").p(), &nr), 0);
+  EXPECT_EQ(nr, -1);
+}
+
+TEST_F(CApi, UelLookups) {
+  SS uel;
+  int map = 0, nr = 0;
+  EXPECT_EQ(D__zabUMUelGet(h_, 3, uel.p(), &map), 1);
+  EXPECT_EQ(uel.str(), "East");  // first spelling kept
+  for (int bad : {0, 4, -1}) {
+    uel = SS("junk");
+    map = 7;
+    EXPECT_EQ(D__zabUMUelGet(h_, bad, uel.p(), &map), 0);
+    EXPECT_EQ(uel.str(), "");
+    EXPECT_EQ(map, -1);
+  }
+  EXPECT_EQ(D__zabUMFindUEL(h_, SS("SOUTH").p(), &nr, &map), 1);
+  EXPECT_EQ(nr, 2);
+  EXPECT_EQ(D__zabUMFindUEL(h_, SS("east").p(), &nr, &map), 1);
+  EXPECT_EQ(nr, 3);
+  EXPECT_EQ(D__zabUMFindUEL(h_, SS("west").p(), &nr, &map), 0);
+  EXPECT_EQ(nr, -1);
+}
+
+TEST_F(CApi, RawReadFirstChangedDimension) {
+  std::vector<std::vector<int>> keys;
+  std::vector<int> firsts;
+  std::vector<double> levels;
+  readRaw(3, keys, firsts, levels);
+  const std::vector<std::vector<int>> wantKeys = {
+      {1, 1, 1}, {1, 1, 2}, {1, 2, 1}, {2, 1, 1}, {2, 1, 3}};
+  EXPECT_EQ(keys, wantKeys);
+  EXPECT_EQ(firsts, (std::vector<int>{1, 3, 2, 1, 3}));
+  EXPECT_EQ(levels[0], 1);
+  EXPECT_EQ(levels[3], 4);
+  EXPECT_TRUE(std::isnan(levels[4]));
+  // Reading again starts afresh: the first record reports 1 again.
+  keys.clear();
+  firsts.clear();
+  levels.clear();
+  readRaw(3, keys, firsts, levels);
+  EXPECT_EQ(firsts.front(), 1);
+}
+
+TEST_F(CApi, RecordsComeSortedByLabelNumber) {
+  std::vector<std::vector<int>> keys;
+  std::vector<int> firsts;
+  std::vector<double> levels;
+  readRaw(2, keys, firsts, levels);  // written south, north, East
+  EXPECT_EQ(keys, (std::vector<std::vector<int>>{{1}, {2}, {3}}));
+  EXPECT_EQ(firsts, (std::vector<int>{1, 1, 1}));
+  EXPECT_EQ(levels[0], 350);
+  EXPECT_EQ(levels[1], 5e300);  // EPS
+  EXPECT_EQ(levels[2], HUGE_VAL);
+}
+
+TEST_F(CApi, ScalarReportsFirstDimensionOne) {
+  std::vector<std::vector<int>> keys;
+  std::vector<int> firsts;
+  std::vector<double> levels;
+  readRaw(4, keys, firsts, levels);
+  ASSERT_EQ(firsts, std::vector<int>{1});
+  EXPECT_EQ(levels[0], 153.7);
+  // All five values of a variable record.
+  int count;
+  double v[5];
+  int k[ZAB_MAXDIM], f;
+  ASSERT_EQ(C__zabDataReadRawStart(h_, 4, &count), 1);
+  ASSERT_EQ(C__zabDataReadRaw(h_, k, v, &f), 1);
+  EXPECT_EQ(v[ZAB_VAL_MARGINAL], 0);
+  EXPECT_EQ(v[ZAB_VAL_LOWER], 0);
+  EXPECT_EQ(v[ZAB_VAL_UPPER], 3e300);
+  EXPECT_EQ(v[ZAB_VAL_SCALE], 1);
+  EXPECT_EQ(C__zabDataReadRaw(h_, k, v, &f), 0);
+}
+
+TEST_F(CApi, StringReadMatchesRawRead) {
+  int count = 0;
+  ASSERT_EQ(C__zabDataReadStrStart(h_, 3, &count), 1);
+  EXPECT_EQ(count, 5);
+  std::vector<unsigned char> keys(256 * ZAB_MAXDIM, 0);
+  double v[ZAB_VALUES];
+  int f = 0;
+  std::vector<std::string> got;
+  std::vector<int> firsts;
+  while (D__zabDataReadStr(h_, keys.data(), v, &f)) {
+    got.push_back(keyAt(keys.data(), 0) + "." + keyAt(keys.data(), 1) + "." +
+                  keyAt(keys.data(), 2));
+    firsts.push_back(f);
+  }
+  EXPECT_EQ(got,
+            (std::vector<std::string>{"north.north.north", "north.north.south", "north.south.north",
+                                      "south.north.north", "south.north.East"}));
+  EXPECT_EQ(firsts, (std::vector<int>{1, 3, 2, 1, 3}));
+}
+
+TEST_F(CApi, AliasReadsItsSetsRecordsAndElementTexts) {
+  int count = 0;
+  ASSERT_EQ(C__zabDataReadRawStart(h_, 5, &count), 1);
+  EXPECT_EQ(count, 3);
+  int k[ZAB_MAXDIM], f;
+  double v[ZAB_VALUES];
+  std::vector<double> levels;
+  while (C__zabDataReadRaw(h_, k, v, &f)) {
+    levels.push_back(v[0]);
+    EXPECT_EQ(v[1], 0);
+    EXPECT_EQ(v[4], 0);
+  }
+  EXPECT_EQ(levels, (std::vector<double>{1, 0, 2}));  // texts numbered as they appeared
+  SS text;
+  int node = 9;
+  EXPECT_EQ(D__zabGetElemText(h_, 1, text.p(), &node), 1);
+  EXPECT_EQ(text.str(), "Northern region");
+  EXPECT_EQ(node, 0);
+  EXPECT_EQ(D__zabGetElemText(h_, 2, text.p(), &node), 1);
+  EXPECT_EQ(text.str(), "Eastern");
+  for (int bad : {0, 3, -4}) {
+    text = SS("junk");
+    node = 9;
+    EXPECT_EQ(D__zabGetElemText(h_, bad, text.p(), &node), 0);
+    EXPECT_EQ(text.str(), "");
+    EXPECT_EQ(node, 0);
+  }
+}
+
+TEST_F(CApi, ReadWithoutStartAndBadSymbolNumbers) {
+  int k[ZAB_MAXDIM], f, count = 9;
+  double v[ZAB_VALUES];
+  EXPECT_EQ(C__zabDataReadRaw(h_, k, v, &f), 0);
+  EXPECT_EQ(C__zabGetLastError(h_), 204);
+  EXPECT_EQ(C__zabDataReadRawStart(h_, 0, &count), 0);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(C__zabDataReadStrStart(h_, 6, &count), 0);
+  // A read can be ended early and started again.
+  ASSERT_EQ(C__zabDataReadRawStart(h_, 3, &count), 1);
+  ASSERT_EQ(C__zabDataReadRaw(h_, k, v, &f), 1);
+  EXPECT_EQ(C__zabDataReadDone(h_), 1);
+  EXPECT_EQ(C__zabDataReadRaw(h_, k, v, &f), 0);
+}
+
+TEST_F(CApi, SpecialValues) {
+  double sv[ZAB_SPECIALS];
+  ASSERT_EQ(C__zabResetSpecialValues(h_), 1);
+  ASSERT_EQ(C__zabGetSpecialValues(h_, sv), 1);
+  EXPECT_EQ(sv[0], 1e300);
+  EXPECT_EQ(sv[1], 2e300);
+  EXPECT_EQ(sv[2], 3e300);
+  EXPECT_EQ(sv[3], 4e300);
+  EXPECT_EQ(sv[4], 5e300);
+  // Other values for the five change what a read returns for them.
+  double mine[ZAB_SPECIALS] = {-1, -2, -3, -4, -5, 0, 0};
+  ASSERT_EQ(C__zabSetSpecialValues(h_, mine), 1);
+  std::vector<std::vector<int>> keys;
+  std::vector<int> firsts;
+  std::vector<double> levels;
+  readRaw(2, keys, firsts, levels);
+  EXPECT_EQ(levels[1], -5);        // EPS
+  EXPECT_EQ(levels[2], HUGE_VAL);  // an IEEE infinity is not special
+  ASSERT_EQ(C__zabGetSpecialValues(h_, sv), 1);
+  EXPECT_EQ(sv[4], -5);
+  // Equal or NaN values are refused.
+  double bad[ZAB_SPECIALS] = {1, 1, 3, 4, 5, 0, 0};
+  EXPECT_EQ(C__zabSetSpecialValues(h_, bad), 0);
+  bad[1] = NAN;
+  EXPECT_EQ(C__zabSetSpecialValues(h_, bad), 0);
+  ASSERT_EQ(C__zabResetSpecialValues(h_), 1);
+  levels.clear();
+  keys.clear();
+  firsts.clear();
+  readRaw(2, keys, firsts, levels);
+  EXPECT_EQ(levels[1], 5e300);
+}
+
+TEST_F(CApi, CloseEndsAccess) {
+  EXPECT_EQ(C__zabClose(h_), 1);
+  int a, b;
+  EXPECT_EQ(C__zabSystemInfo(h_, &a, &b), 0);
+  int nr;
+  EXPECT_EQ(D__zabFindSymbol(h_, SS("cap").p(), &nr), 0);
+  EXPECT_EQ(nr, -1);
+}
+
+TEST(CApiOpen, FailuresHaveNumbersAndTexts) {
+  ScratchDir dir;
+  zabHandle_t h = nullptr;
+  XCreate(&h);
+  int err = 0;
+  SS msg;
+  EXPECT_EQ(D__zabOpenRead(h, SS(dir.file("missing.zab")).p(), &err), 0);
+  EXPECT_EQ(err, 101);
+  D__zabErrorStr(h, err, msg.p());
+  EXPECT_NE(msg.str().find("cannot open"), std::string::npos) << msg.str();
+  zabtest::writeFile(dir.file("foreign.zab"), std::string(200, 'x'));
+  EXPECT_EQ(D__zabOpenRead(h, SS(dir.file("foreign.zab")).p(), &err), 0);
+  EXPECT_EQ(err, 105);
+  zabtest::writeFile(dir.file("empty.zab"), "");
+  EXPECT_EQ(D__zabOpenRead(h, SS(dir.file("empty.zab")).p(), &err), 0);
+  EXPECT_EQ(err, 104);
+  EXPECT_EQ(D__zabOpenRead(h, SS(dir.path()).p(), &err), 0);
+  EXPECT_EQ(err, 102);
+  // A damaged record block: the text names the symbol and the offset.
+  zabtest::build(kSource, dir.file("good.zab"));
+  std::string bytes = zabtest::readFile(dir.file("good.zab"));
+  bytes[100] = static_cast<char>(bytes[100] ^ 0x40);
+  zabtest::writeFile(dir.file("bad.zab"), bytes);
+  EXPECT_EQ(D__zabOpenRead(h, SS(dir.file("bad.zab")).p(), &err), 0);
+  EXPECT_EQ(err, 120);
+  D__zabErrorStr(h, err, msg.p());
+  EXPECT_NE(msg.str().find("record block of symbol"), std::string::npos) << msg.str();
+  EXPECT_NE(msg.str().find("checksum mismatch at offset"), std::string::npos) << msg.str();
+  // The generic text of a number.
+  D__zabErrorStr(h, 313, msg.p());
+  EXPECT_NE(msg.str().find("duplicate key"), std::string::npos);
+  XFree(&h);
+}
+
+TEST(CApiWrite, RecordsInAnyOrderDuplicatesAndAliases) {
+  ScratchDir dir;
+  zabHandle_t h = nullptr;
+  XCreate(&h);
+  int err = 0, nr = 0;
+  const std::string path = dir.file("w.zab");
+  ASSERT_EQ(D__zabOpenWrite(h, SS(path).p(), SS("test").p(), &err), 1);
+  ASSERT_EQ(C__zabUELRegisterStrStart(h), 1);
+  ASSERT_EQ(D__zabUELRegisterStr(h, SS("b").p(), &nr), 1);
+  EXPECT_EQ(nr, 1);
+  ASSERT_EQ(D__zabUELRegisterStr(h, SS("B").p(), &nr), 1);
+  EXPECT_EQ(nr, 1);
+  ASSERT_EQ(C__zabUELRegisterDone(h), 1);
+  ASSERT_EQ(D__zabAddSetText(h, SS("hello").p(), &nr), 1);
+  EXPECT_EQ(nr, 1);
+  // A set written by strings, out of order; new labels are registered.
+  ASSERT_EQ(D__zabDataWriteStrStart(h, SS("s").p(), SS("a set").p(), 1, 0, 0), 1);
+  std::vector<unsigned char> keys(256 * ZAB_MAXDIM, 0);
+  double v[5] = {0, 0, 0, 0, 0};
+  std::memcpy(keys.data(), SS("c").b, 256);
+  ASSERT_EQ(D__zabDataWriteStr(h, keys.data(), v), 1);
+  std::memcpy(keys.data(), SS("B").b, 256);
+  v[0] = 1;
+  ASSERT_EQ(D__zabDataWriteStr(h, keys.data(), v), 1);
+  ASSERT_EQ(C__zabDataWriteDone(h), 1);
+  ASSERT_EQ(D__zabAddAlias(h, SS("S").p(), SS("t").p(), SS("alias").p()), 1);
+  // A parameter by raw numbers with a duplicate key: refused at Done.
+  ASSERT_EQ(D__zabDataWriteRawStart(h, SS("p").p(), SS("").p(), 1, 1, 0), 1);
+  int rk[ZAB_MAXDIM] = {2};
+  ASSERT_EQ(C__zabDataWriteRaw(h, rk, v), 1);
+  rk[0] = 1;
+  ASSERT_EQ(C__zabDataWriteRaw(h, rk, v), 1);
+  rk[0] = 2;
+  ASSERT_EQ(C__zabDataWriteRaw(h, rk, v), 1);
+  EXPECT_EQ(C__zabDataWriteDone(h), 0);
+  int e = C__zabGetLastError(h);
+  EXPECT_EQ(e, 313);
+  SS msg;
+  D__zabErrorStr(h, e, msg.p());
+  EXPECT_NE(msg.str().find("same key"), std::string::npos) << msg.str();
+  // An unregistered label number is refused at once.
+  ASSERT_EQ(D__zabDataWriteRawStart(h, SS("q").p(), SS("").p(), 1, 1, 0), 1);
+  rk[0] = 3;
+  EXPECT_EQ(C__zabDataWriteRaw(h, rk, v), 0);
+  EXPECT_EQ(C__zabGetLastError(h), 306);
+  ASSERT_EQ(C__zabDataWriteDone(h), 1);
+  // Nothing carries the final name before Close.
+  EXPECT_FALSE(std::filesystem::exists(path));
+  ASSERT_EQ(C__zabClose(h), 1);
+  EXPECT_TRUE(std::filesystem::exists(path));
+  EXPECT_EQ(dir.entryCount(), 1);
+
+  ASSERT_EQ(D__zabOpenRead(h, SS(path).p(), &err), 1) << err;
+  int syms = 0, uels = 0;
+  C__zabSystemInfo(h, &syms, &uels);
+  EXPECT_EQ(syms, 3);  // s, t, q: p was dropped by its failed Done
+  EXPECT_EQ(uels, 2);
+  int count = 0, f = 0, k[ZAB_MAXDIM];
+  ASSERT_EQ(C__zabDataReadRawStart(h, 2, &count), 1);
+  ASSERT_EQ(count, 2);
+  ASSERT_EQ(C__zabDataReadRaw(h, k, v, &f), 1);
+  EXPECT_EQ(k[0], 1);
+  EXPECT_EQ(v[0], 1);
+  ASSERT_EQ(C__zabDataReadRaw(h, k, v, &f), 1);
+  EXPECT_EQ(k[0], 2);
+  EXPECT_EQ(v[0], 0);
+  XFree(&h);
+}
+
+TEST(CApiWrite, FreeWithoutCloseLeavesNoFile) {
+  ScratchDir dir;
+  zabHandle_t h = nullptr;
+  XCreate(&h);
+  int err = 0;
+  ASSERT_EQ(D__zabOpenWrite(h, SS(dir.file("w.zab")).p(), SS("").p(), &err), 1);
+  ASSERT_EQ(D__zabDataWriteStrStart(h, SS("p").p(), SS("").p(), 0, 1, 0), 1);
+  XFree(&h);
+  EXPECT_EQ(dir.entryCount(), 0);
+}
+
+}  // namespace

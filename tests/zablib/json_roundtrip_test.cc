@@ -1,0 +1,327 @@
+// JSON -> ZAB -> JSON: every rule of the JSON form, checked against the
+// document a dump must give, and the round trip dump -> build -> dump.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "zab_test_util.h"
+
+namespace {
+
+using nlohmann::json;
+using zabtest::ScratchDir;
+
+// Builds `source`, dumps it, and checks the dump against `expected` (as
+// parsed JSON); then builds the dump again and checks that the second file
+// and its dump are identical to the first.
+void roundTrip(const std::string& source, const std::string& expected) {
+  ScratchDir dir;
+  zabtest::build(source, dir.file("a.zab"));
+  const std::string dumped = zabtest::dumpFile(dir.file("a.zab"));
+  EXPECT_EQ(json::parse(dumped), json::parse(expected)) << dumped;
+  zabtest::build(dumped, dir.file("b.zab"));
+  EXPECT_EQ(zabtest::readFile(dir.file("a.zab")), zabtest::readFile(dir.file("b.zab")));
+  EXPECT_EQ(zabtest::dumpFile(dir.file("b.zab")), dumped);
+}
+
+TEST(JsonRoundTrip, ExampleDocumentDumpsExactly) {
+  ScratchDir dir;
+  zabtest::build(R"({
+  "uels": ["north", "south"],
+  "symbols": [
+    {"name": "r", "type": "set", "dim": 1, "text": "regions",
+     "records": [{"keys": ["north"], "text": "Northern region"}, {"keys": ["south"]}]},
+    {"name": "cap", "type": "parameter", "dim": 1, "text": "capacity",
+     "records": [{"keys": ["north"], "value": 350}, {"keys": ["south"], "value": "EPS"}]},
+    {"name": "flow", "type": "variable", "dim": 2,
+     "records": [{"keys": ["north", "south"], "level": 50, "marginal": 0.5, "upper": "+INF"}]},
+    {"name": "total", "type": "variable", "dim": 0, "records": [{"keys": [], "level": 153.7}]},
+    {"name": "rr", "type": "alias", "of": "r"}
+  ]
+})",
+                 dir.file("x.zab"));
+  EXPECT_EQ(zabtest::dumpFile(dir.file("x.zab")), R"({
+  "uels": [
+    "north",
+    "south"
+  ],
+  "texts": [
+    "Northern region"
+  ],
+  "symbols": [
+    {"name": "r", "type": "set", "dim": 1, "text": "regions", "userinfo": 0, "records": [
+      {"keys": ["north"], "text": "Northern region"},
+      {"keys": ["south"], "text": ""}
+    ]},
+    {"name": "cap", "type": "parameter", "dim": 1, "text": "capacity", "userinfo": 0, "records": [
+      {"keys": ["north"], "value": 350},
+      {"keys": ["south"], "value": "EPS"}
+    ]},
+    {"name": "flow", "type": "variable", "dim": 2, "text": "", "userinfo": 0, "records": [
+      {"keys": ["north", "south"], "level": 50, "marginal": 0.5, "lower": 0, "upper": "+INF", "scale": 1}
+    ]},
+    {"name": "total", "type": "variable", "dim": 0, "text": "", "userinfo": 0, "records": [
+      {"keys": [], "level": 153.7, "marginal": 0, "lower": 0, "upper": "+INF", "scale": 1}
+    ]},
+    {"name": "rr", "type": "alias", "dim": 1, "text": "", "userinfo": 0, "of": "r"}
+  ]
+}
+)");
+}
+
+TEST(JsonRoundTrip, EmptyDocument) {
+  roundTrip(R"({"symbols": []})", R"({"uels": [], "texts": [], "symbols": []})");
+}
+
+TEST(JsonRoundTrip, LabelsNumberedByFirstAppearanceWithoutUels) {
+  // Symbols in order, records in order, keys left to right; records are then
+  // stored sorted by label number, not alphabetically.
+  roundTrip(R"({"symbols": [
+      {"name": "p", "type": "parameter", "dim": 2, "records": [
+        {"keys": ["b", "a"], "value": 1}, {"keys": ["c", "b"], "value": 2},
+        {"keys": ["b", "c"], "value": 3}]},
+      {"name": "s", "type": "set", "dim": 1, "records": [{"keys": ["d"]}, {"keys": ["a"]}]}]})",
+            R"({"uels": ["b", "a", "c", "d"], "texts": [], "symbols": [
+      {"name": "p", "type": "parameter", "dim": 2, "text": "", "userinfo": 0, "records": [
+        {"keys": ["b", "a"], "value": 1}, {"keys": ["b", "c"], "value": 3},
+        {"keys": ["c", "b"], "value": 2}]},
+      {"name": "s", "type": "set", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["a"], "text": ""}, {"keys": ["d"], "text": ""}]}]})");
+}
+
+TEST(JsonRoundTrip, UelsComeFirstAndFixTheOrder) {
+  roundTrip(R"({"uels": ["z", "y", "unused"], "symbols": [
+      {"name": "p", "type": "parameter", "dim": 1, "records": [
+        {"keys": ["a"], "value": 1}, {"keys": ["y"], "value": 2}, {"keys": ["z"], "value": 3}]}]})",
+            R"({"uels": ["z", "y", "unused", "a"], "texts": [], "symbols": [
+      {"name": "p", "type": "parameter", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["z"], "value": 3}, {"keys": ["y"], "value": 2}, {"keys": ["a"], "value": 1}]}]})");
+}
+
+TEST(JsonRoundTrip, LabelsDifferingInCaseAreOneLabelFirstSpellingKept) {
+  roundTrip(R"({"uels": ["North"], "symbols": [
+      {"name": "p", "type": "parameter", "dim": 2, "records": [
+        {"keys": ["NORTH", "south"], "value": 1}, {"keys": ["north", "EAST"], "value": 2},
+        {"keys": ["South", "east"], "value": 3}]}]})",
+            R"({"uels": ["North", "south", "EAST"], "texts": [], "symbols": [
+      {"name": "p", "type": "parameter", "dim": 2, "text": "", "userinfo": 0, "records": [
+        {"keys": ["North", "south"], "value": 1}, {"keys": ["North", "EAST"], "value": 2},
+        {"keys": ["south", "EAST"], "value": 3}]}]})");
+}
+
+TEST(JsonRoundTrip, ElementTextsNumberedByFirstAppearanceBeforeSorting) {
+  // "texts" first; then texts in document order (records as written, before
+  // they are sorted); equal texts share a number; "" is no text.
+  roundTrip(R"({"texts": ["pre"], "symbols": [
+      {"name": "s", "type": "set", "dim": 1, "records": [
+        {"keys": ["b"], "text": "B text"}, {"keys": ["a"], "text": "A text"},
+        {"keys": ["c"], "text": "B text"}, {"keys": ["d"], "text": ""}, {"keys": ["e"]},
+        {"keys": ["f"], "text": "pre"}]},
+      {"name": "t", "type": "set", "dim": 1, "records": [{"keys": ["a"], "text": "t1"}]}]})",
+            R"({"uels": ["b", "a", "c", "d", "e", "f"], "texts": ["pre", "B text", "A text", "t1"],
+      "symbols": [
+      {"name": "s", "type": "set", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["b"], "text": "B text"}, {"keys": ["a"], "text": "A text"},
+        {"keys": ["c"], "text": "B text"}, {"keys": ["d"], "text": ""}, {"keys": ["e"], "text": ""},
+        {"keys": ["f"], "text": "pre"}]},
+      {"name": "t", "type": "set", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["a"], "text": "t1"}]}]})");
+}
+
+TEST(JsonRoundTrip, EveryValueForm) {
+  roundTrip(R"({"symbols": [{"name": "v", "type": "parameter", "dim": 1, "records": [
+      {"keys": ["int"], "value": 350}, {"keys": ["neg"], "value": -12},
+      {"keys": ["frac"], "value": 0.1}, {"keys": ["half"], "value": 0.5},
+      {"keys": ["tiny"], "value": 5e-324}, {"keys": ["huge"], "value": 1.7976931348623157e308},
+      {"keys": ["big"], "value": 123456789012345678901234567890},
+      {"keys": ["e"], "value": 2.718281828459045}, {"keys": ["undef"], "value": "UNDEF"},
+      {"keys": ["na"], "value": "NA"}, {"keys": ["pinf"], "value": "+INF"},
+      {"keys": ["inf"], "value": "INF"}, {"keys": ["minf"], "value": "-INF"},
+      {"keys": ["minf2"], "value": "MINF"}, {"keys": ["eps"], "value": "EPS"},
+      {"keys": ["nan"], "value": "NaN"}, {"keys": ["ieeinf"], "value": "Infinity"},
+      {"keys": ["ieeminf"], "value": "-Infinity"}, {"keys": ["zero"], "value": 0},
+      {"keys": ["default"]}, {"keys": ["reserved"], "value": 1e300}]}]})",
+            R"({"uels": ["int", "neg", "frac", "half", "tiny", "huge", "big", "e", "undef", "na",
+               "pinf", "inf", "minf", "minf2", "eps", "nan", "ieeinf", "ieeminf", "zero",
+               "default", "reserved"], "texts": [], "symbols": [
+      {"name": "v", "type": "parameter", "dim": 1, "text": "", "userinfo": 0, "records": [
+      {"keys": ["int"], "value": 350}, {"keys": ["neg"], "value": -12},
+      {"keys": ["frac"], "value": 0.1}, {"keys": ["half"], "value": 0.5},
+      {"keys": ["tiny"], "value": 5e-324}, {"keys": ["huge"], "value": 1.7976931348623157e308},
+      {"keys": ["big"], "value": 1.2345678901234568e29},
+      {"keys": ["e"], "value": 2.718281828459045}, {"keys": ["undef"], "value": "UNDEF"},
+      {"keys": ["na"], "value": "NA"}, {"keys": ["pinf"], "value": "+INF"},
+      {"keys": ["inf"], "value": "+INF"}, {"keys": ["minf"], "value": "-INF"},
+      {"keys": ["minf2"], "value": "-INF"}, {"keys": ["eps"], "value": "EPS"},
+      {"keys": ["nan"], "value": "NaN"}, {"keys": ["ieeinf"], "value": "Infinity"},
+      {"keys": ["ieeminf"], "value": "-Infinity"}, {"keys": ["zero"], "value": 0},
+      {"keys": ["default"], "value": 0}, {"keys": ["reserved"], "value": "UNDEF"}]}]})");
+}
+
+TEST(JsonRoundTrip, NumbersAreShortestTextsThatReadBackTheSame) {
+  ScratchDir dir;
+  zabtest::build(R"({"symbols": [{"name": "v", "type": "parameter", "dim": 1, "records": [
+      {"keys": ["a"], "value": 0.1}, {"keys": ["b"], "value": -0.0},
+      {"keys": ["c"], "value": 1e21}, {"keys": ["d"], "value": 100},
+      {"keys": ["e"], "value": 0.30000000000000004}, {"keys": ["f"], "value": 1.5e-7}]}]})",
+                 dir.file("n.zab"));
+  const std::string d = zabtest::dumpFile(dir.file("n.zab"));
+  EXPECT_NE(d.find(R"({"keys": ["a"], "value": 0.1})"), std::string::npos) << d;
+  EXPECT_NE(d.find(R"({"keys": ["b"], "value": -0.0})"), std::string::npos) << d;
+  EXPECT_NE(d.find(R"({"keys": ["c"], "value": 1e+21})"), std::string::npos) << d;
+  EXPECT_NE(d.find(R"({"keys": ["d"], "value": 100})"), std::string::npos) << d;
+  EXPECT_NE(d.find(R"({"keys": ["e"], "value": 0.30000000000000004})"), std::string::npos) << d;
+  EXPECT_NE(d.find(R"({"keys": ["f"], "value": 1.5e-07})"), std::string::npos) << d;
+  // The negative zero survives the second build.
+  zabtest::build(d, dir.file("n2.zab"));
+  EXPECT_EQ(zabtest::readFile(dir.file("n.zab")), zabtest::readFile(dir.file("n2.zab")));
+}
+
+TEST(JsonRoundTrip, EveryTypeWithDefaults) {
+  roundTrip(R"({"symbols": [
+      {"name": "s", "type": 0, "dim": 1, "records": [{"keys": ["a"]}]},
+      {"name": "p", "type": 1, "dim": 1, "records": [{"keys": ["a"]}]},
+      {"name": "v", "type": 2, "dim": 1, "records": [{"keys": ["a"]}]},
+      {"name": "q", "type": "equation", "dim": 1, "records": [
+        {"keys": ["a"], "level": 1, "marginal": "EPS", "lower": "-INF", "upper": 7, "scale": 2.5}]},
+      {"name": "o5", "type": 5, "dim": 1, "text": "other", "userinfo": -7,
+       "records": [{"keys": ["a"], "value": 3}]},
+      {"name": "o99", "type": 99, "dim": 0, "records": [{"keys": [], "value": "NA"}]},
+      {"name": "sa", "type": 4, "of": "S", "text": "alias text", "userinfo": 12}]})",
+            R"({"uels": ["a"], "texts": [], "symbols": [
+      {"name": "s", "type": "set", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["a"], "text": ""}]},
+      {"name": "p", "type": "parameter", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["a"], "value": 0}]},
+      {"name": "v", "type": "variable", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["a"], "level": 0, "marginal": 0, "lower": 0, "upper": "+INF", "scale": 1}]},
+      {"name": "q", "type": "equation", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["a"], "level": 1, "marginal": "EPS", "lower": "-INF", "upper": 7, "scale": 2.5}]},
+      {"name": "o5", "type": 5, "dim": 1, "text": "other", "userinfo": -7, "records": [
+        {"keys": ["a"], "value": 3}]},
+      {"name": "o99", "type": 99, "dim": 0, "text": "", "userinfo": 0, "records": [
+        {"keys": [], "value": "NA"}]},
+      {"name": "sa", "type": "alias", "dim": 1, "text": "alias text", "userinfo": 12, "of": "s"}]})");
+}
+
+TEST(JsonRoundTrip, ScalarsAndEmptySymbols) {
+  roundTrip(R"({"symbols": [
+      {"name": "one", "type": "parameter", "dim": 0, "records": [{"keys": [], "value": 4}]},
+      {"name": "none", "type": "parameter", "dim": 0},
+      {"name": "emptyset", "type": "set", "dim": 3, "records": []},
+      {"name": "aliasOfEmpty", "type": "alias", "of": "emptyset", "dim": 3}]})",
+            R"({"uels": [], "texts": [], "symbols": [
+      {"name": "one", "type": "parameter", "dim": 0, "text": "", "userinfo": 0, "records": [
+        {"keys": [], "value": 4}]},
+      {"name": "none", "type": "parameter", "dim": 0, "text": "", "userinfo": 0, "records": []},
+      {"name": "emptyset", "type": "set", "dim": 3, "text": "", "userinfo": 0, "records": []},
+      {"name": "aliasOfEmpty", "type": "alias", "dim": 3, "text": "", "userinfo": 0,
+       "of": "emptyset"}]})");
+}
+
+json keysOf(int n, const std::string& last) {
+  json k = json::array();
+  for (int i = 0; i < n - 1; ++i) k.push_back("d" + std::to_string(i));
+  k.push_back(last);
+  return k;
+}
+
+TEST(JsonRoundTrip, TwentyDimensions) {
+  json src = {{"symbols", json::array()}};
+  json recs = json::array();
+  recs.push_back({{"keys", keysOf(20, "z")}, {"value", 2}});
+  recs.push_back({{"keys", keysOf(20, "a")}, {"value", 1}});
+  json first = keysOf(20, "a");
+  first[0] = "a";
+  recs.push_back({{"keys", first}, {"value", 3}});
+  src["symbols"].push_back(
+      {{"name", "p20"}, {"type", "parameter"}, {"dim", 20}, {"records", recs}});
+  // Labels d0..d18, z, a in order of appearance; sorted: (d0..,z) < (d0..,a) < (a,...).
+  json uels = json::array();
+  for (int i = 0; i < 19; ++i) uels.push_back("d" + std::to_string(i));
+  uels.push_back("z");
+  uels.push_back("a");
+  json want = {{"uels", uels}, {"texts", json::array()}, {"symbols", json::array()}};
+  json wrecs = json::array({recs[0], recs[1], recs[2]});
+  want["symbols"].push_back({{"name", "p20"},
+                             {"type", "parameter"},
+                             {"dim", 20},
+                             {"text", ""},
+                             {"userinfo", 0},
+                             {"records", wrecs}});
+  roundTrip(src.dump(), want.dump());
+}
+
+TEST(JsonRoundTrip, LongestLabelsTextsAndNames) {
+  const std::string l255(255, 'L');
+  const std::string t255(255, 'T');
+  const std::string n63(63, 'n');
+  json src = {{"symbols",
+               {{{"name", n63},
+                 {"type", "set"},
+                 {"dim", 2},
+                 {"text", t255},
+                 {"records", {{{"keys", {l255, "x"}}, {"text", t255}}}}}}}};
+  json want = {{"uels", {l255, "x"}},
+               {"texts", {t255}},
+               {"symbols",
+                {{{"name", n63},
+                  {"type", "set"},
+                  {"dim", 2},
+                  {"text", t255},
+                  {"userinfo", 0},
+                  {"records", {{{"keys", {l255, "x"}}, {"text", t255}}}}}}}};
+  roundTrip(src.dump(), want.dump());
+}
+
+TEST(JsonRoundTrip, StringsNeedingEscapesAndUtf8) {
+  json src = {{"symbols",
+               {{{"name", "s"},
+                 {"type", "set"},
+                 {"dim", 1},
+                 {"text", "tab\there \"q\" back\\slash"},
+                 {"records", {{{"keys", {"caf\xc3\xa9\n"}}, {"text", "\x01 ctl"}}}}}}}};
+  json want = {{"uels", {"caf\xc3\xa9\n"}},
+               {"texts", {"\x01 ctl"}},
+               {"symbols",
+                {{{"name", "s"},
+                  {"type", "set"},
+                  {"dim", 1},
+                  {"text", "tab\there \"q\" back\\slash"},
+                  {"userinfo", 0},
+                  {"records", {{{"keys", {"caf\xc3\xa9\n"}}, {"text", "\x01 ctl"}}}}}}}};
+  roundTrip(src.dump(), want.dump());
+}
+
+TEST(JsonRoundTrip, ManyRecordsGivenInReverseOrder) {
+  json recs = json::array();
+  for (int i = 999; i >= 0; --i) {
+    recs.push_back(
+        {{"keys", {"k" + std::to_string(i % 10), "j" + std::to_string(i / 10)}}, {"value", i}});
+  }
+  json src = {{"symbols", {{{"name", "p"}, {"type", "parameter"}, {"dim", 2}, {"records", recs}}}}};
+  ScratchDir dir;
+  zabtest::build(src.dump(), dir.file("r.zab"));
+  json d = json::parse(zabtest::dumpFile(dir.file("r.zab")));
+  const json& out = d["symbols"][0]["records"];
+  ASSERT_EQ(out.size(), 1000u);
+  // Labels: k9 j99 k8 ... so (k9, j99) is record 1; keys ascend by number.
+  std::vector<std::string> uels = d["uels"].get<std::vector<std::string>>();
+  auto nr = [&](const std::string& l) {
+    return std::find(uels.begin(), uels.end(), l) - uels.begin();
+  };
+  for (size_t i = 1; i < out.size(); ++i) {
+    auto a = std::make_pair(nr(out[i - 1]["keys"][0]), nr(out[i - 1]["keys"][1]));
+    auto b = std::make_pair(nr(out[i]["keys"][0]), nr(out[i]["keys"][1]));
+    EXPECT_LT(a, b) << i;
+  }
+  // Every value still belongs to its key.
+  for (const json& r : out) {
+    int k = std::stoi(r["keys"][0].get<std::string>().substr(1));
+    int j = std::stoi(r["keys"][1].get<std::string>().substr(1));
+    EXPECT_EQ(r["value"].get<int>(), j * 10 + k);
+  }
+}
+
+}  // namespace
