@@ -23,14 +23,30 @@ std::atomic<long> g_allocations{0};
 std::atomic<bool> g_counting{false};
 }  // namespace
 
-void* operator new(std::size_t n) {
+// Every form of operator new counts; every form of delete frees what malloc gave.
+namespace {
+void* counted(std::size_t n) noexcept {
   if (g_counting) g_allocations++;
-  void* p = std::malloc(n ? n : 1);
-  if (!p) throw std::bad_alloc();
-  return p;
+  return std::malloc(n ? n : 1);
 }
+}  // namespace
+
+void* operator new(std::size_t n) {
+  if (void* p = counted(n)) return p;
+  throw std::bad_alloc();
+}
+void* operator new[](std::size_t n) {
+  if (void* p = counted(n)) return p;
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return counted(n); }
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return counted(n); }
 void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
 
 namespace {
 
