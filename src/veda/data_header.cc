@@ -82,7 +82,7 @@ void writeVedaHeader(rt::TextFile& f) {
   writeHeader(f, "DefaultValueDim", "PV", csv);
   writeHeader(f, "FieldSeparator", ",", csv);
   writeHeader(f, "TextDelim", "\"", csv);
-  if (!csv) f.writeLn();
+  if (!csv) f.write('\n');
 }
 
 void writeCsvHeader(rt::TextFile& f) {
@@ -95,7 +95,7 @@ void writeCsvHeader(rt::TextFile& f) {
   }
   f.write("\"PV\"");
   if (d.options.valueDim == 2) f.write(",\"DV\"");
-  f.writeLn();
+  f.write('\n');
 }
 
 }  // namespace veda

@@ -29,6 +29,7 @@ class FieldBuf {
   void append(std::string_view s) {
     size_t room = static_cast<size_t>(kMax - len_);
     size_t n = s.size() < room ? s.size() : room;
+    if (n == 0) return;
     std::memcpy(buf_ + len_, s.data(), n);
     len_ += static_cast<int>(n);
   }
