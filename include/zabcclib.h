@@ -13,6 +13,34 @@
  *   zabGetLoadPath carry no prefix; XCreateD, XCheck and XAPIVersion carry
  *   "D__".
  * - The first argument of every operation is the object made by XCreate.
+ *
+ * Parameter type codes that D__XCheck compares (result first, then one per
+ * parameter after the object): 3 int32 in (or int32 result), 4 int32 out,
+ * 11 short string in, 12 short string out, 51 int32 key array in, 52 int32
+ * key array out, 53 value array in, 54 value array out, 55 short-string key
+ * array in, 56 short-string key array out, 57 special-value array in, 58
+ * special-value array out. Read side as the converter binds it, e.g.
+ * zabOpenRead 2 (3, 11, 4), zabDataReadRaw 3 (3, 52, 54, 4). Other entries:
+ *   zabSetSpecialValues 1 (3, 57)      zabDataReadDone 0 (3)
+ *   zabGetLastError 0 (3)              zabErrorCount 0 (3)
+ *   zabOpenWrite 3 (3, 11, 11, 4)      zabUELRegisterStrStart 0 (3)
+ *   zabUELRegisterStr 2 (3, 11, 4)     zabUELRegisterDone 0 (3)
+ *   zabAddSetText 2 (3, 11, 4)         zabDataWriteDone 0 (3)
+ *   zabDataWriteStrStart 5 (3, 11, 11, 3, 3, 3)
+ *   zabDataWriteRawStart 5 (3, 11, 11, 3, 3, 3)
+ *   zabDataWriteStr 2 (3, 55, 53)      zabDataWriteRaw 2 (3, 51, 53)
+ *   zabAddAlias 3 (3, 11, 11, 11)
+ * Any other name is refused with the reason "<name> is not provided by
+ * libzabcclib64".
+ *
+ * Special-value array: undefined, not available, plus infinity, minus
+ * infinity, epsilon (defaults 1e300 .. 5e300), then 1e301 (where acronym
+ * values would start) and 0 (reserved).
+ *
+ * Error numbers: 1xx opening and checking a file, 2xx misuse of the object,
+ * 3xx writing; see src/zablib/zab_error.h. zabErrorStr gives, for the
+ * object's last error, the detailed text (what and where), otherwise the
+ * generic text of the number.
  */
 #ifndef ZABCCLIB_H
 #define ZABCCLIB_H
