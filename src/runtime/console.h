@@ -10,7 +10,7 @@
 
 namespace rt {
 
-void out(std::string_view s);    // writes s to standard output
+void out(std::string_view s);         // writes s to standard output
 void outLn(std::string_view s = {});  // writes s and a line end
 void flushOut();
 

@@ -1,5 +1,7 @@
 #include "runtime/line_reader.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <string>
 
@@ -13,6 +15,12 @@ int LineReader::open(std::string_view path) {
   errno = 0;
   f_ = std::fopen(p.c_str(), "rb");
   rc_ = f_ ? 0 : (errno ? errno : EIO);
+  // A directory opens, but reads fail: refuse it here, with its reason.
+  struct stat st;
+  if (f_ && fstat(fileno(f_), &st) == 0 && S_ISDIR(st.st_mode)) {
+    close();
+    rc_ = EISDIR;
+  }
   return rc_;
 }
 

@@ -19,7 +19,7 @@ class LineReader {
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
 
-  int open(std::string_view path);  // 0 or errno
+  int open(std::string_view path);  // 0 or errno (EISDIR for a directory)
   bool eof();                       // true when no further line can be read
   // Reads the next line (without its line feed). Returns false at end of
   // file or on a read error (then ioResult() is non-zero).

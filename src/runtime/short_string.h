@@ -18,20 +18,20 @@ class ShortStr {
   static constexpr int kMax = 255;
 
   ShortStr() : len_(0) {}
-  ShortStr(std::string_view s) { assign(s); }  // NOLINT: implicit by design
-  ShortStr(const char* s) { assign(std::string_view(s)); }  // NOLINT
+  ShortStr(std::string_view s) { assign(s); }                      // NOLINT: implicit by design
+  ShortStr(const char* s) { assign(std::string_view(s)); }         // NOLINT
   ShortStr(const std::string& s) { assign(std::string_view(s)); }  // NOLINT
 
-  // Replaces the contents; cuts at 255 bytes.
+  // Replaces the contents; cuts at 255 bytes. s may be a part of this string.
   void assign(std::string_view s) {
     len_ = static_cast<uint8_t>(s.size() > kMax ? kMax : s.size());
-    std::memcpy(buf_, s.data(), len_);
+    std::memmove(buf_, s.data(), len_);
   }
-  // Appends; cuts at 255 bytes.
+  // Appends; cuts at 255 bytes. s may be a part of this string.
   ShortStr& append(std::string_view s) {
     size_t room = kMax - len_;
     size_t n = s.size() < room ? s.size() : room;
-    std::memcpy(buf_ + len_, s.data(), n);
+    std::memmove(buf_ + len_, s.data(), n);
     len_ = static_cast<uint8_t>(len_ + n);
     return *this;
   }
@@ -40,6 +40,7 @@ class ShortStr {
     return *this;
   }
   ShortStr& operator+=(std::string_view s) { return append(s); }
+  ShortStr& operator+=(const char* s) { return append(std::string_view(s)); }
   ShortStr& operator+=(const ShortStr& s) { return append(s.view()); }
   ShortStr& operator+=(char c) { return append(c); }
 
@@ -63,7 +64,9 @@ class ShortStr {
 
   friend bool operator==(const ShortStr& a, const ShortStr& b) { return a.view() == b.view(); }
   friend bool operator==(const ShortStr& a, std::string_view b) { return a.view() == b; }
-  friend bool operator==(const ShortStr& a, const char* b) { return a.view() == std::string_view(b); }
+  friend bool operator==(const ShortStr& a, const char* b) {
+    return a.view() == std::string_view(b);
+  }
   friend bool operator==(const ShortStr& a, const std::string& b) { return a.view() == b; }
 
  private:
@@ -91,8 +94,12 @@ inline ShortStr operator+(const ShortStr& a, const ShortStr& b) {
 }
 inline ShortStr operator+(const ShortStr& a, const char* b) { return a + std::string_view(b); }
 inline ShortStr operator+(const char* a, const ShortStr& b) { return std::string_view(a) + b; }
-inline ShortStr operator+(const ShortStr& a, const std::string& b) { return a + std::string_view(b); }
-inline ShortStr operator+(const std::string& a, const ShortStr& b) { return std::string_view(a) + b; }
+inline ShortStr operator+(const ShortStr& a, const std::string& b) {
+  return a + std::string_view(b);
+}
+inline ShortStr operator+(const std::string& a, const ShortStr& b) {
+  return std::string_view(a) + b;
+}
 inline ShortStr operator+(const ShortStr& a, char c) {
   ShortStr r = a;
   r.append(c);

@@ -46,13 +46,24 @@ void TextFile::spill(const char* p, size_t n) {
       rc_ = errno ? errno : EIO;
       return;
     }
+    if (w == 0) {  // no progress and no reason given: do not spin
+      rc_ = EIO;
+      return;
+    }
     p += w;
     n -= static_cast<size_t>(w);
   }
 }
 
+// Writing to a file that is not open is a failure too: it is kept like any
+// other so that the text is not lost without a trace.
+bool TextFile::writable() {
+  if (fd_ < 0 && rc_ == 0) rc_ = EBADF;
+  return rc_ == 0;
+}
+
 void TextFile::write(std::string_view s) {
-  if (fd_ < 0 || rc_ != 0) return;
+  if (!writable()) return;
   if (used_ + s.size() > kBufBytes) {
     spill(buf_, used_);
     used_ = 0;
@@ -66,7 +77,7 @@ void TextFile::write(std::string_view s) {
 }
 
 void TextFile::write(char c) {
-  if (fd_ < 0 || rc_ != 0) return;
+  if (!writable()) return;
   if (used_ == kBufBytes) {
     spill(buf_, used_);
     used_ = 0;
@@ -92,8 +103,10 @@ int TextFile::close() {
   flush();
   if (::close(fd_) != 0 && rc_ == 0) rc_ = errno ? errno : EIO;
   fd_ = -1;
-  if (prevOpen_) prevOpen_->nextOpen_ = nextOpen_;
-  else g_openFiles = nextOpen_;
+  if (prevOpen_)
+    prevOpen_->nextOpen_ = nextOpen_;
+  else
+    g_openFiles = nextOpen_;
   if (nextOpen_) nextOpen_->prevOpen_ = prevOpen_;
   nextOpen_ = prevOpen_ = nullptr;
   return rc_;

@@ -3,7 +3,8 @@
 // Contract: every operation keeps the first I/O failure as an errno-style
 // result code (0 = fine). After a failure later writes are dropped, and
 // ioResult(), flush() and close() keep reporting that first failure, so a
-// failed write is never lost silently. Line ends are "\n". A TextFile that is
+// failed write is never lost silently. Writing to a file that is not open (never
+// created, or closed) counts as a failure with EBADF. Line ends are "\n". A TextFile that is
 // open registers itself so that rt::halt() can flush it before the process ends.
 #pragma once
 
@@ -28,8 +29,8 @@ class TextFile {
   void write(char c);
   void writeLn(std::string_view s = {});
 
-  int flush();             // writes the buffer out; returns ioResult()
-  int close();             // flush + close; returns the first failure or 0
+  int flush();  // writes the buffer out; returns ioResult()
+  int close();  // flush + close; returns the first failure or 0
   int ioResult() const { return rc_; }
 
   // Flushes every open TextFile (used on the way out of the process).
@@ -37,6 +38,7 @@ class TextFile {
 
  private:
   void spill(const char* p, size_t n);
+  bool writable();
 
   int fd_ = -1;
   int rc_ = 0;

@@ -1,0 +1,101 @@
+#include "runtime/line_reader.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace rt {
+namespace {
+
+std::string writeTemp(const char* name, const std::string& contents) {
+  std::string path = testing::TempDir() + "z2v_lr_" + std::to_string(getpid()) + "_" + name;
+  std::ofstream(path, std::ios::binary) << contents;
+  return path;
+}
+
+std::vector<std::string> readLines(const std::string& contents) {
+  std::string path = writeTemp("lines", contents);
+  LineReader r;
+  EXPECT_EQ(r.open(path), 0);
+  std::vector<std::string> lines;
+  ShortStr line;
+  while (r.readLine(line)) lines.push_back(line.str());
+  EXPECT_TRUE(r.eof());
+  EXPECT_EQ(r.ioResult(), 0);
+  std::remove(path.c_str());
+  return lines;
+}
+
+using Lines = std::vector<std::string>;
+
+TEST(LineReader, LinesEndAtLineFeedOnly) {
+  EXPECT_EQ(readLines("a\nbb\n"), (Lines{"a", "bb"}));
+  EXPECT_EQ(readLines("a\r\nb\r\n"), (Lines{"a\r", "b\r"}));  // the CR stays
+  EXPECT_EQ(readLines("one\rtwo\n"), (Lines{"one\rtwo"}));
+}
+
+TEST(LineReader, LastLineWithoutLineFeed) {
+  EXPECT_EQ(readLines("a\nlast"), (Lines{"a", "last"}));
+  EXPECT_EQ(readLines("only"), (Lines{"only"}));
+}
+
+TEST(LineReader, EmptyFileAndEmptyLines) {
+  EXPECT_EQ(readLines(""), Lines{});
+  EXPECT_EQ(readLines("\n"), (Lines{""}));
+  EXPECT_EQ(readLines("\n\nx\n\n"), (Lines{"", "", "x", ""}));
+}
+
+TEST(LineReader, LongLineIsCutAt255AndItsRestSkipped) {
+  std::string l255(255, 'a'), l256(255, 'b'), l600(600, 'c');
+  l256 += 'B';
+  l600.replace(255, 1, "X");
+  Lines got = readLines(l255 + "\n" + l256 + "\n" + l600 + "\nnext\n" + l600);
+  ASSERT_EQ(got.size(), 5u);
+  EXPECT_EQ(got[0], l255);
+  EXPECT_EQ(got[1], std::string(255, 'b'));
+  EXPECT_EQ(got[2], std::string(255, 'c'));
+  EXPECT_EQ(got[3], "next");
+  EXPECT_EQ(got[4], std::string(255, 'c'));
+}
+
+TEST(LineReader, ZeroBytesStayInTheLine) {
+  EXPECT_EQ(readLines(std::string("a\0b\n", 4)), (Lines{std::string("a\0b", 3)}));
+}
+
+TEST(LineReader, EofBeforeAndAfterLines) {
+  std::string path = writeTemp("eof", "x\ny");
+  LineReader r;
+  ASSERT_EQ(r.open(path), 0);
+  ShortStr line;
+  EXPECT_FALSE(r.eof());
+  EXPECT_TRUE(r.readLine(line));
+  EXPECT_FALSE(r.eof());
+  EXPECT_TRUE(r.readLine(line));
+  EXPECT_EQ(line, "y");
+  EXPECT_TRUE(r.eof());
+  EXPECT_FALSE(r.readLine(line));
+  EXPECT_TRUE(line.empty());
+  r.close();
+  EXPECT_TRUE(r.eof());
+  EXPECT_FALSE(r.readLine(line));
+  std::remove(path.c_str());
+}
+
+TEST(LineReader, OpenFailuresGiveTheirReason) {
+  LineReader r;
+  EXPECT_EQ(r.open(testing::TempDir() + "z2v_no_such_file.vdd"), ENOENT);
+  EXPECT_EQ(r.ioResult(), ENOENT);
+  EXPECT_TRUE(r.eof());
+  ShortStr line;
+  EXPECT_FALSE(r.readLine(line));
+  EXPECT_EQ(r.open(testing::TempDir()), EISDIR);
+  EXPECT_TRUE(r.eof());
+}
+
+}  // namespace
+}  // namespace rt

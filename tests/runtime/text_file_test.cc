@@ -1,0 +1,180 @@
+#include "runtime/text_file.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "runtime/console.h"
+
+namespace rt {
+namespace {
+
+std::string tempPath(const char* name) {
+  return testing::TempDir() + "z2v_tf_" + std::to_string(getpid()) + "_" + name;
+}
+
+std::string readAll(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  std::stringstream ss;
+  ss << f.rdbuf();
+  return ss.str();
+}
+
+TEST(TextFile, WritesWhatItIsGiven) {
+  std::string path = tempPath("plain");
+  TextFile f;
+  ASSERT_EQ(f.create(path), 0);
+  EXPECT_TRUE(f.isOpen());
+  EXPECT_EQ(f.path(), path);
+  f.write("a,b");
+  f.write(',');
+  f.writeLn("c");
+  f.writeLn();
+  f.write(std::string_view("\0z", 2));
+  EXPECT_EQ(f.close(), 0);
+  EXPECT_FALSE(f.isOpen());
+  EXPECT_EQ(readAll(path), std::string("a,b,c\n\n\0z", 9));
+  std::remove(path.c_str());
+}
+
+TEST(TextFile, LargeAndManySmallWritesKeepTheirOrder) {
+  std::string path = tempPath("large");
+  std::string expect;
+  TextFile f;
+  ASSERT_EQ(f.create(path), 0);
+  for (int i = 0; i < 50000; ++i) {
+    std::string line = std::to_string(i) + std::string(i % 13, '.');
+    f.writeLn(line);
+    expect += line + "\n";
+    if (i % 9973 == 0) {
+      std::string chunk(200000 + i, static_cast<char>('A' + i % 26));  // larger than the buffer
+      f.write(chunk);
+      expect += chunk;
+    }
+  }
+  EXPECT_EQ(f.flush(), 0);
+  EXPECT_EQ(readAll(path), expect);  // flushed text is on disk while open
+  EXPECT_EQ(f.close(), 0);
+  std::remove(path.c_str());
+}
+
+TEST(TextFile, CreateTruncates) {
+  std::string path = tempPath("trunc");
+  {
+    TextFile f;
+    ASSERT_EQ(f.create(path), 0);
+    f.write("long old contents");
+  }  // the destructor flushes and closes
+  EXPECT_EQ(readAll(path), "long old contents");
+  TextFile f;
+  ASSERT_EQ(f.create(path), 0);
+  f.write("new");
+  EXPECT_EQ(f.close(), 0);
+  EXPECT_EQ(readAll(path), "new");
+  std::remove(path.c_str());
+}
+
+TEST(TextFile, CreateFailureGivesItsReason) {
+  TextFile f;
+  EXPECT_EQ(f.create(tempPath("no_such_dir") + "/x.vd"), ENOENT);
+  EXPECT_FALSE(f.isOpen());
+  EXPECT_EQ(f.ioResult(), ENOENT);
+  f.write("lost?");
+  EXPECT_EQ(f.close(), ENOENT);
+  EXPECT_EQ(f.create(testing::TempDir()), EISDIR);
+}
+
+// /dev/full takes the open but refuses every byte with ENOSPC.
+TEST(TextFile, FailedWriteIsReportedByFlushAndClose) {
+  TextFile f;
+  ASSERT_EQ(f.create("/dev/full"), 0);
+  f.writeLn("fits in the buffer");
+  EXPECT_EQ(f.ioResult(), 0);  // nothing has reached the device yet
+  EXPECT_EQ(f.flush(), ENOSPC);
+  f.writeLn("dropped");
+  EXPECT_EQ(f.ioResult(), ENOSPC);
+  EXPECT_EQ(f.flush(), ENOSPC);
+  EXPECT_EQ(f.close(), ENOSPC);
+  EXPECT_EQ(f.ioResult(), ENOSPC);
+  EXPECT_EQ(f.close(), ENOSPC);  // still reported after closing
+}
+
+TEST(TextFile, FailureOnAFullBufferIsKept) {
+  TextFile f;
+  ASSERT_EQ(f.create("/dev/full"), 0);
+  std::string chunk(1000, 'x');
+  for (int i = 0; i < 200; ++i) f.write(chunk);  // overflows the buffer: spills
+  EXPECT_EQ(f.ioResult(), ENOSPC);
+  EXPECT_EQ(f.close(), ENOSPC);
+}
+
+TEST(TextFile, CloseWithoutWritingToFullDeviceIsFine) {
+  TextFile f;
+  ASSERT_EQ(f.create("/dev/full"), 0);
+  EXPECT_EQ(f.close(), 0);
+}
+
+TEST(TextFile, WritingToAFileThatIsNotOpenIsAFailure) {
+  TextFile never;
+  never.write("x");
+  EXPECT_EQ(never.ioResult(), EBADF);
+
+  std::string path = tempPath("closed");
+  TextFile f;
+  ASSERT_EQ(f.create(path), 0);
+  EXPECT_EQ(f.close(), 0);
+  f.writeLn("after close");
+  EXPECT_EQ(f.ioResult(), EBADF);
+  EXPECT_EQ(readAll(path), "");
+  // A new create starts clean.
+  ASSERT_EQ(f.create(path), 0);
+  EXPECT_EQ(f.ioResult(), 0);
+  EXPECT_EQ(f.close(), 0);
+  std::remove(path.c_str());
+}
+
+TEST(TextFile, HaltFlushesEveryOpenFile) {
+  std::string a = tempPath("halt_a");
+  std::string b = tempPath("halt_b");
+  std::string c = tempPath("halt_c");
+  EXPECT_EXIT(
+      {
+        TextFile fa;
+        TextFile fb;
+        TextFile fc;
+        fa.create(a);
+        fb.create(b);
+        fc.create(c);
+        fa.write("first");
+        fb.write("second");
+        fc.write("third");
+        fb.close();  // a closed file leaves the list of open files
+        halt(3);
+      },
+      testing::ExitedWithCode(3), "");
+  EXPECT_EQ(readAll(a), "first");
+  EXPECT_EQ(readAll(b), "second");
+  EXPECT_EQ(readAll(c), "third");
+  std::remove(a.c_str());
+  std::remove(b.c_str());
+  std::remove(c.c_str());
+}
+
+TEST(Console, InternalErrorReportsOnStandardOutputAndEndsWithCode1) {
+  EXPECT_EXIT(
+      {
+        std::fflush(stdout);
+        dup2(2, 1);  // standard output onto stderr, where the death test looks
+        out("before ");
+        internalError("a place outside its tab");
+      },
+      testing::ExitedWithCode(1), "^before \\*\\*\\* Internal error: a place outside its tab\n$");
+}
+
+}  // namespace
+}  // namespace rt
