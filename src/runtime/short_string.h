@@ -25,13 +25,13 @@ class ShortStr {
   // Replaces the contents; cuts at 255 bytes. s may be a part of this string.
   void assign(std::string_view s) {
     len_ = static_cast<uint8_t>(s.size() > kMax ? kMax : s.size());
-    std::memmove(buf_, s.data(), len_);
+    if (len_ > 0) std::memmove(buf_, s.data(), len_);
   }
   // Appends; cuts at 255 bytes. s may be a part of this string.
   ShortStr& append(std::string_view s) {
     size_t room = kMax - len_;
     size_t n = s.size() < room ? s.size() : room;
-    std::memmove(buf_ + len_, s.data(), n);
+    if (n > 0) std::memmove(buf_ + len_, s.data(), n);
     len_ = static_cast<uint8_t>(len_ + n);
     return *this;
   }

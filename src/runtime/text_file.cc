@@ -63,7 +63,7 @@ bool TextFile::writable() {
 }
 
 void TextFile::write(std::string_view s) {
-  if (!writable()) return;
+  if (!writable() || s.empty()) return;
   if (used_ + s.size() > kBufBytes) {
     spill(buf_, used_);
     used_ = 0;

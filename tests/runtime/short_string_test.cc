@@ -43,6 +43,15 @@ TEST(ShortStr, AppendAndAssignFromItself) {
   EXPECT_EQ(big.view(), std::string(255, 'e'));
 }
 
+TEST(ShortStr, EmptyViewsWithoutData) {
+  ShortStr e{std::string_view()};
+  EXPECT_TRUE(e.empty());
+  e.append(std::string_view());
+  e += std::string_view();
+  e.assign(std::string_view());
+  EXPECT_TRUE(e.empty());
+}
+
 TEST(ShortStr, SetLengthIsBounded) {
   ShortStr s("abc");
   s.setLength(2);
