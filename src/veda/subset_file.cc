@@ -1,6 +1,7 @@
 #include "veda/subset_file.h"
 
 #include <cstdint>
+#include <string>
 
 #include "driver/run_state.h"
 #include "runtime/console.h"
@@ -178,9 +179,16 @@ void writeSubsetFile() {
   for (int i = 1; i <= d.numDimension; ++i) {
     if (d.dimSubset[i] == 0) continue;
     for (int t = 1; t <= d.numDimension; ++t) s.projection.tab(t).clearTexts();
+    int steps = 0;
     for (int j = d.dimSubset[i]; j != 0; j = d.nextSet[j]) {
       s.projection.tab(i).clearTexts();
-      for (int k = j; k != 0; k = d.nextSubset[k]) collectMembers(k, i);
+      for (int k = j; k != 0; k = d.nextSubset[k]) {
+        // every definition is visited once; more visits mean a broken chain
+        if (k < 1 || k > vdd::kMaxSubsets || ++steps > vdd::kMaxSubsets) {
+          rt::internalError("subset chain of tab " + std::to_string(i) + " is broken");
+        }
+        collectMembers(k, i);
+      }
       writeMembers(i, d.subset[j]);
       writeSetText(i, d.subset[j]);
     }
