@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "core/file_names.h"
@@ -32,17 +33,27 @@ struct SymbolInfo {
   rt::ShortStr text;
 };
 
+constexpr int kPrefixRoom = (kMaxDim + 2) * (rt::ShortStr::kMax + 1);
+// After the fields: a value (at most 255 bytes, formatValue wants 260 of
+// room), or a set's text number, a comma and its quoted text; a line end.
+constexpr int kTailRoom = 2 * rt::ShortStr::kMax + 32;
+
 // The dump's working state: the output file, the fields of the line under
-// construction (0 file name, 1 symbol name, 2.. index labels) and the buffers
-// one record is read into. Nothing here grows while records are written.
+// construction (0 file name, 1 symbol name, 2.. index labels), the line laid
+// out from them and the buffers one record is read into. Nothing here grows
+// while records are written.
 struct DumpState {
   rt::TextFile file;
   rt::ShortStr dataline[kMaxDim + 2];
   int maxsydim = 0;
   zab::SpecialValueMapping mapping;  // the defaults: no VDD file in this mode
+  // Fields 0 to maxsydim + 1, each followed by its comma (writedataline);
+  // fieldEnd[i] is the offset just after field i's comma. The value part
+  // is formatted straight behind them, so a line is one write.
+  char line[kPrefixRoom + kTailRoom];
+  int fieldEnd[kMaxDim + 2] = {};
   rt::ShortStr keys[kMaxDim];
   double values[kValues] = {};
-  char valueText[2 * rt::ShortStr::kMax];
 };
 
 void readSymbolInfo(int nr, SymbolInfo& s) {
@@ -118,17 +129,36 @@ int fileFailure(std::string_view what, int rc) {
   return 1;
 }
 
-// writedataline: fields 0 to maxsydim + 1, each followed by a comma.
-void writeDataLine(DumpState& d) {
-  for (int i = 0; i <= d.maxsydim + 1; i++) {
-    d.file.write(d.dataline[i].view());
-    d.file.write(',');
+// Lays fields from..maxsydim + 1 out behind the fields before them, each
+// followed by a comma.
+void layoutFields(DumpState& d, int from) {
+  int pos = from == 0 ? 0 : d.fieldEnd[from - 1];
+  for (int i = from; i <= d.maxsydim + 1; i++) {
+    const rt::ShortStr& f = d.dataline[i];
+    std::memcpy(d.line + pos, f.data(), static_cast<size_t>(f.length()));
+    pos += f.length();
+    d.line[pos++] = ',';
+    d.fieldEnd[i] = pos;
   }
 }
 
-void writeValue(DumpState& d, double v) {
-  int n = zab::formatValue(v, run.specialvalues, d.mapping, d.valueText);
-  d.file.write(std::string_view(d.valueText, static_cast<size_t>(n)));
+int prefixEnd(const DumpState& d) { return d.fieldEnd[d.maxsydim + 1]; }
+
+void writeLine(DumpState& d, int end) {
+  d.line[end++] = '\n';
+  d.file.write(std::string_view(d.line, static_cast<size_t>(end)));
+}
+
+// The fields, then the value as special-value text or number, then a line end.
+void writeValueLine(DumpState& d, double v) {
+  int end = prefixEnd(d);
+  end += zab::formatValue(v, run.specialvalues, d.mapping, d.line + end);
+  writeLine(d, end);
+}
+
+void append(DumpState& d, int& end, std::string_view s) {
+  std::memcpy(d.line + end, s.data(), s.size());
+  end += static_cast<int>(s.size());
 }
 
 void writeHeader(DumpState& d) {
@@ -136,8 +166,10 @@ void writeHeader(DumpState& d) {
   d.dataline[1] = "\"Name\"";
   for (int i = 1; i <= d.maxsydim; i++)
     quoteInto(d.dataline[i + 1], (rt::ShortStr("Index ") + core::intToStr(i)).view());
-  writeDataLine(d);
-  d.file.writeLn("\"Value\",\"Text\"");
+  layoutFields(d, 0);
+  int end = prefixEnd(d);
+  append(d, end, "\"Value\",\"Text\"");
+  writeLine(d, end);
 }
 
 // Reads the next record; rebuilds the index fields from the first changed one.
@@ -145,8 +177,10 @@ bool nextRecord(DumpState& d, int dim) {
   int firstChanged = 1;
   if (zab::api.zabDataReadStr(run.pgx, d.keys[0].asBuffer(), d.values, &firstChanged) == 0)
     return false;
-  for (int k = firstChanged < 1 ? 1 : firstChanged; k <= dim; k++)
-    quoteInto(d.dataline[k + 1], d.keys[k - 1].view());
+  if (firstChanged < 1) firstChanged = 1;
+  if (firstChanged > dim) return true;
+  for (int k = firstChanged; k <= dim; k++) quoteInto(d.dataline[k + 1], d.keys[k - 1].view());
+  layoutFields(d, firstChanged + 1);
   return true;
 }
 
@@ -160,28 +194,24 @@ int textNumber(double level) {
 }
 
 void dumpParameter(DumpState& d, const SymbolInfo& s) {
-  while (nextRecord(d, s.dim)) {
-    writeDataLine(d);
-    writeValue(d, d.values[0]);
-    d.file.write('\n');
-  }
+  while (nextRecord(d, s.dim)) writeValueLine(d, d.values[0]);
 }
 
 void dumpSet(DumpState& d, const SymbolInfo& s) {
   rt::ShortStr text, field;
   while (nextRecord(d, s.dim)) {
-    writeDataLine(d);
+    int end = prefixEnd(d);
     int nr = textNumber(d.values[0]);
-    d.file.write(core::intToStr(nr).view());
+    append(d, end, core::intToStr(nr).view());
     if (nr != 0) {
       int node = 0;
       text.clear();
       zab::api.zabGetElemText(run.pgx, nr, text.asBuffer(), &node);
       quoteInto(field, text.view());
-      d.file.write(',');
-      d.file.write(field.view());
+      append(d, end, ",");
+      append(d, end, field.view());
     }
-    d.file.write('\n');
+    writeLine(d, end);
   }
 }
 
@@ -192,9 +222,8 @@ void dumpVariable(DumpState& d, const SymbolInfo& s) {
   while (nextRecord(d, s.dim)) {
     for (int i = 0; i < kValues; i++) {
       d.dataline[1] = suffixed[i];
-      writeDataLine(d);
-      writeValue(d, d.values[i]);
-      d.file.write('\n');
+      layoutFields(d, 1);
+      writeValueLine(d, d.values[i]);
     }
   }
 }
@@ -205,6 +234,7 @@ void dumpSymbol(DumpState& d, int nr) {
   for (int i = 2; i <= d.maxsydim + 1; i++) d.dataline[i].clear();
   if (s.type < 0 || s.type > 3) return;  // an alias or other: nothing written
   if (s.type != 2 && s.type != 3) quoteInto(d.dataline[1], s.name.view());
+  layoutFields(d, 1);
   int count = 0;
   zab::api.zabDataReadStrStart(run.pgx, nr, &count);
   if (s.type == 0)
