@@ -129,12 +129,16 @@ void TXStrHashList::dropBuckets() {
   rehashCount_ = 0;  // the next addObject rebuilds
 }
 
+int TXStrHashList::tableSizeFor(int count, int* rehashAt) {
+  const TableSize* size = kSizes;
+  while (count >= size->below && size->below != kMaxCount) ++size;
+  *rehashAt = size->below;
+  return size->buckets;
+}
+
 void TXStrHashList::hashAll() {
   dropBuckets();
-  const TableSize* size = kSizes;
-  while (count_ >= size->below && size->below != kMaxCount) ++size;
-  bucketCount_ = size->buckets;
-  rehashCount_ = size->below;
+  bucketCount_ = tableSizeFor(count_, &rehashCount_);
   buckets_ = new Entry*[bucketCount_]();
   bucketBytes_ = static_cast<int64_t>(bucketCount_) * static_cast<int64_t>(sizeof(Entry*));
   for (int i = 0; i < count_; ++i) {

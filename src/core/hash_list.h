@@ -29,7 +29,9 @@ namespace core {
 class TXStrHashList {
  public:
   TXStrHashList();
-  virtual ~TXStrHashList();  // destroy
+  // destroy. A derived class whose freeItem() matters calls clear() in its
+  // own destructor: by the time this one runs, the override is gone.
+  virtual ~TXStrHashList();
   TXStrHashList(const TXStrHashList&) = delete;
   TXStrHashList& operator=(const TXStrHashList&) = delete;
 
@@ -55,7 +57,10 @@ class TXStrHashList {
   void renameEntry(int i, std::string_view s);
   int count() const { return count_; }
   int64_t memoryUsed() const;
-  int bucketCount() const { return bucketCount_; }
+  int bucketCount() const { return bucketCount_; }  // 0 while there is no table
+  // The bucket count of a table built for count entries, and the count at
+  // which the next add rebuilds it.
+  static int tableSizeFor(int count, int* rehashAt);
 
  protected:
   // The full hash of s, masked to 31 bits; the bucket is this value modulo

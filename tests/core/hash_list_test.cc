@@ -126,6 +126,31 @@ TEST(HashList, BucketsHoldEntriesByHashNewestFirst) {
   }
 }
 
+TEST(HashList, TableSizesByCount) {
+  struct Row {
+    int count, buckets, rehashAt;
+  };
+  const Row rows[] = {
+      {0, 997, 1500},
+      {1499, 997, 1500},
+      {1500, 9973, 15000},
+      {14999, 9973, 15000},
+      {15000, 99991, 150000},
+      {149999, 99991, 150000},
+      {150000, 999979, 1500000},
+      {1499999, 999979, 1500000},
+      {1500000, 9999991, 15000000},
+      {14999999, 9999991, 15000000},
+      {15000000, 99999989, INT_MAX},
+      {INT_MAX - 1, 99999989, INT_MAX},
+  };
+  for (const Row& r : rows) {
+    int rehashAt = 0;
+    EXPECT_EQ(TXStrHashList::tableSizeFor(r.count, &rehashAt), r.buckets) << r.count;
+    EXPECT_EQ(rehashAt, r.rehashAt) << r.count;
+  }
+}
+
 struct Threshold {
   int count;
   int bucketsBefore;
