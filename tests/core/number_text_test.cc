@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -208,6 +209,37 @@ TEST(DblToStr, MatchesReferenceNextToRoundingBoundaries) {
       }
     }
   }
+}
+
+// Exact ties at the 16th digit: 16-digit integers ending in 5 (scaled by an
+// inexact power of ten) and 14-digit integers plus .25 or .75 (scaled
+// exactly). They round half to even.
+TEST(DblToStr, ExactTiesRoundToEven) {
+  std::mt19937_64 rng(11);
+  for (int i = 0; i < 200000; ++i) {
+    int64_t whole = 100000000000000 + static_cast<int64_t>(rng() % 800000000000000ull);
+    double tie16 = static_cast<double>(whole * 10 + 5);  // below 2^53: exact
+    if (whole * 10 + 5 >= (int64_t{1} << 53)) continue;
+    double tie14 = static_cast<double>(whole / 10) + ((rng() & 1) ? 0.25 : 0.75);  // 14 digits + 2
+    for (double x : {tie16, -tie16, tie14, -tie14}) {
+      char c[64];
+      std::snprintf(c, sizeof c, "%.14E", std::fabs(x));
+      std::string want = referenceText(x);
+      ASSERT_EQ(text(x), want) << c;
+      // The 15th digit is even, here and in the C library's text.
+      std::string digits = want.substr(want[0] == '-' ? 1 : 0);
+      std::string kept = digits.substr(0, digits.find('E'));
+      kept.erase(std::remove(kept.begin(), kept.end(), '.'), kept.end());
+      ASSERT_LE(kept.size(), 15u) << want;
+      kept.resize(15, '0');
+      ASSERT_EQ(kept[14], c[15]) << want << " " << c;
+      ASSERT_EQ((kept[14] - '0') % 2, 0) << want;
+    }
+  }
+  EXPECT_EQ(text(12345678901234.25), "12345678901234.2");
+  EXPECT_EQ(text(12345678901234.75), "12345678901234.8");
+  EXPECT_EQ(text(1234567890123455.0), "1.23456789012346E15");
+  EXPECT_EQ(text(1234567890123445.0), "1.23456789012344E15");
 }
 
 // A second reference for the rounding itself: the C library's %.14E.
