@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "core/file_names.h"
-#include "core/number_text.h"
 #include "driver/run_state.h"
 #include "runtime/console.h"
 #include "vdd/definition.h"
@@ -15,6 +13,7 @@
 #include "veda/output_file.h"
 #include "veda/run_names.h"
 #include "veda/veda_state.h"
+#include "zab/special_values.h"
 #include "zab/zab_api.h"
 
 namespace veda {
@@ -23,19 +22,11 @@ namespace {
 
 using rt::ShortStr;
 
-// Index 0..4 of the first special value that v equals, or -1.
-inline int specialOf(double v, const double* sv) {
-  for (int i = 0; i < 5; ++i) {
-    if (v == sv[i]) return i;
-  }
-  return -1;
-}
-
 // A value counts as zero when it is 0 or a special value mapped to zero; a
 // NaN never does.
 inline bool countsAsZero(double v) {
   if (v == 0) return true;
-  int s = specialOf(v, driver::run.specialvalues);
+  int s = zab::specialIndex(v, driver::run.specialvalues);
   return s >= 0 && vdd::def.specialValueMapping.isZero[s];
 }
 
@@ -197,17 +188,7 @@ class LineWriter {
 }  // namespace
 
 int formatDataValue(double v, char* out) {
-  int s = specialOf(v, driver::run.specialvalues);
-  if (s < 0) return core::dblToStr(v, out);
-  const zab::SpecialValueMapping& m = vdd::def.specialValueMapping;
-  FieldBuf text;
-  if (m.isString[s]) {
-    quoteField(m.text[s].view(), text);
-  } else {
-    text.assign(m.text[s].view());
-  }
-  std::memcpy(out, text.view().data(), static_cast<size_t>(text.length()));
-  return text.length();
+  return zab::formatValue(v, driver::run.specialvalues, vdd::def.specialValueMapping, out);
 }
 
 void writeDataFile() {
