@@ -8,6 +8,7 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   add_executable(fuzz_zab_open
     ${CMAKE_CURRENT_LIST_DIR}/fuzz_zab_open.cc
     ${zablib_dir}/checksum.cc
+    ${zablib_dir}/record_check.cc
     ${zablib_dir}/zab_error.cc
     ${zablib_dir}/zab_reader.cc
     ${zablib_dir}/zab_writer.cc

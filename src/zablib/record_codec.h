@@ -1,10 +1,8 @@
 // Encoding and decoding of the records of one symbol's record block.
 //
 // RecordEncoder turns sorted records (label numbers + five doubles) into
-// bytes; BlockDecoder<true> checks a block completely (every tag, every
-// key in range and strictly ascending, every payload inside the block,
-// exactly `count` records filling the block); BlockDecoder<false> reads a
-// block that was checked before and does no checks at all.
+// bytes; BlockDecoder reads a block that checkBlock (record_check.h)
+// accepted, without checks of its own.
 #pragma once
 
 #include <cmath>
@@ -123,200 +121,103 @@ class RecordEncoder {
 
 // ---- decoding -----------------------------------------------------------
 
-// kCheck: validate everything and never read outside [begin, end).
-template <bool kCheck>
+// Reads a block that checkBlock (record_check.h) accepted; no checks at all.
 class BlockDecoder {
  public:
-  void start(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end) {
-    spec_ = spec;
+  void start(const BlockSpec& spec, const uint8_t* begin) {
+    dim_ = spec.dim;
     five_ = hasFiveValues(spec.type);
-    isSet_ = spec.type == kTypeSet;
-    begin_ = p_ = begin;
-    end_ = end;
+    p_ = begin;
     std::memset(keys_, 0, sizeof keys_);
-    first_ = true;
   }
 
-  // Decodes the next record into keys_ and values (specials: the values of
+  // Decodes the next record into keys() and values (specials: the values of
   // tags 1..5). Returns the first changed dimension (1 for the first record
-  // and for scalars), or 0 when the record is malformed (kCheck only; the
-  // reason is in error()).
+  // and for scalars).
   int next(double* values, const double* specials) {
-    const uint8_t* recAt = p_;
-    if (kCheck && p_ >= end_) return fail(recAt, "record runs past the end of the block");
-    uint8_t tag = *p_++;
+    const uint8_t tag = *p_++;
     uint8_t more0 = kDefaultMoreA, more1 = kDefaultMoreB;
-    if (kCheck) {
-      if (tag & kTagReserved) return fail(recAt, "reserved bit set in record tag");
-      if ((tag & kTagMore) && !five_)
-        return fail(recAt, "extra values for a symbol type with one value");
-    }
     if (tag & kTagMore) {
-      if (kCheck && end_ - p_ < 2) return fail(recAt, "record runs past the end of the block");
       more0 = p_[0];
       more1 = p_[1];
       p_ += 2;
     }
     int f = 1;
-    const uint32_t d = spec_.dim;
-    const uint8_t mode = (tag & kTagKeyMask) >> kTagKeyShift;
-    if (d == 0) {
-      if (kCheck && mode != kKeyNext) return fail(recAt, "key data for a scalar");
-    } else if (mode == kKeyNext) {
-      f = static_cast<int>(d);
-      if (kCheck) {
-        if (first_ && d != 1) return fail(recAt, "first record does not start at dimension 1");
-        if (keys_[d - 1] >= spec_.labelCount) return fail(recAt, "label number out of range");
-      }
-      ++keys_[d - 1];
-    } else if (mode == kKeyDelta) {
-      f = static_cast<int>(d);
-      if (kCheck && first_ && d != 1)
-        return fail(recAt, "first record does not start at dimension 1");
-      uint64_t delta;
-      if (!readVarint(delta)) return fail(recAt, "bad varint in key");
-      if (kCheck && (delta == 0 || delta > spec_.labelCount - keys_[d - 1]))
-        return fail(recAt,
-                    delta == 0 ? "keys not strictly ascending" : "label number out of range");
-      keys_[d - 1] += static_cast<uint32_t>(delta);
-    } else {
-      if (kCheck && mode != kKeyGeneral) return fail(recAt, "invalid key mode");
-      uint64_t fv, delta;
-      if (!readVarint(fv)) return fail(recAt, "bad varint in key");
-      if (kCheck && (fv < 1 || fv > d)) return fail(recAt, "first changed dimension out of range");
-      if (kCheck && first_ && fv != 1)
-        return fail(recAt, "first record does not start at dimension 1");
-      f = static_cast<int>(fv);
-      if (!readVarint(delta)) return fail(recAt, "bad varint in key");
-      if (kCheck && (delta == 0 || delta > spec_.labelCount - keys_[f - 1]))
-        return fail(recAt,
-                    delta == 0 ? "keys not strictly ascending" : "label number out of range");
-      keys_[f - 1] += static_cast<uint32_t>(delta);
-      for (uint32_t i = static_cast<uint32_t>(f); i < d; ++i) {
-        uint64_t k;
-        if (!readVarint(k)) return fail(recAt, "bad varint in key");
-        if (kCheck && (k < 1 || k > spec_.labelCount))
-          return fail(recAt, "label number out of range");
-        keys_[i] = static_cast<uint32_t>(k);
+    const uint32_t d = dim_;
+    if (d != 0) {
+      const uint8_t mode = (tag & kTagKeyMask) >> kTagKeyShift;
+      if (mode == kKeyNext) {
+        f = static_cast<int>(d);
+        ++keys_[d - 1];
+      } else if (mode == kKeyDelta) {
+        f = static_cast<int>(d);
+        keys_[d - 1] += static_cast<uint32_t>(readVarint());
+      } else {
+        f = static_cast<int>(readVarint());
+        keys_[f - 1] += static_cast<uint32_t>(readVarint());
+        for (uint32_t i = static_cast<uint32_t>(f); i < d; ++i)
+          keys_[i] = static_cast<uint32_t>(readVarint());
       }
     }
-    if (!readValue(tag & kTagValueMask, values[0], specials, recAt)) return 0;
-    if (kCheck && isSet_) {
-      const uint8_t vt = tag & kTagValueMask;
-      const double v = values[0];
-      if ((vt != kValZero && vt != kValOne && vt != kValInt) || v < 0.0 ||
-          v > static_cast<double>(spec_.textCount))
-        return fail(recAt, "set record with an invalid element-text number");
-    }
+    values[0] = readValue(tag & kTagValueMask, specials);
     if (five_) {
-      if (!readValue(more0 & 0x0f, values[1], specials, recAt)) return 0;
-      if (!readValue(more0 >> 4, values[2], specials, recAt)) return 0;
-      if (!readValue(more1 & 0x0f, values[3], specials, recAt)) return 0;
-      if (!readValue(more1 >> 4, values[4], specials, recAt)) return 0;
+      values[1] = readValue(more0 & 0x0f, specials);
+      values[2] = readValue(more0 >> 4, specials);
+      values[3] = readValue(more1 & 0x0f, specials);
+      values[4] = readValue(more1 >> 4, specials);
     } else {
       values[1] = values[2] = values[3] = values[4] = 0.0;
     }
-    first_ = false;
     return f;
   }
 
   const uint32_t* keys() const { return keys_; }
   const uint8_t* position() const { return p_; }
-  // Offset in the block of the record that failed, and why.
-  size_t errorOffset() const { return errorOffset_; }
-  const char* error() const { return error_; }
 
  private:
-  int fail(const uint8_t* at, const char* why) {
-    if (kCheck) {
-      errorOffset_ = static_cast<size_t>(at - begin_);
-      error_ = why;
-    }
-    return 0;
-  }
-
-  bool readVarint(uint64_t& v) {
-    if (!kCheck) {
-      uint64_t r = 0;
-      int shift = 0;
-      uint8_t b;
-      do {
-        b = *p_++;
-        r |= static_cast<uint64_t>(b & 0x7f) << shift;
-        shift += 7;
-      } while (b & 0x80);
-      v = r;
-      return true;
-    }
+  uint64_t readVarint() {
     uint64_t r = 0;
-    for (int i = 0; i < static_cast<int>(kMaxVarint); ++i) {
-      if (p_ >= end_) return false;
-      uint8_t b = *p_++;
-      if (i == 9 && b > 1) return false;
-      r |= static_cast<uint64_t>(b & 0x7f) << (7 * i);
-      if (!(b & 0x80)) {
-        v = r;
-        return true;
-      }
-    }
-    return false;
+    int shift = 0;
+    uint8_t b;
+    do {
+      b = *p_++;
+      r |= static_cast<uint64_t>(b & 0x7f) << shift;
+      shift += 7;
+    } while (b & 0x80);
+    return r;
   }
 
-  bool readValue(uint8_t vt, double& out, const double* specials, const uint8_t* recAt) {
+  double readValue(uint8_t vt, const double* specials) {
     switch (vt) {
       case kValZero:
-        out = 0.0;
-        return true;
+        return 0.0;
       case kValOne:
-        out = 1.0;
-        return true;
-      case kValUndef:
-      case kValNa:
-      case kValPlusInf:
-      case kValMinusInf:
-      case kValEps:
-        out = specials[vt - kValUndef];
-        return true;
-      case kValInt: {
-        uint64_t z;
-        if (!readVarint(z)) return fail(recAt, "bad varint in value");
-        int64_t n = unzigzag(z);
-        if (kCheck && (n > kMaxExactInt || n < -kMaxExactInt))
-          return fail(recAt, "integer value out of range");
-        out = static_cast<double>(n);
-        return true;
-      }
+        return 1.0;
+      case kValInt:
+        return static_cast<double>(unzigzag(readVarint()));
       case kValFloat: {
-        if (kCheck && end_ - p_ < 4) return fail(recAt, "value runs past the end of the block");
-        uint32_t bits = load32(p_);
+        const uint32_t bits = load32(p_);
+        p_ += 4;
         float f;
         std::memcpy(&f, &bits, 4);
-        out = f;
-        p_ += 4;
-        return true;
+        return f;
       }
       case kValDouble: {
-        if (kCheck && end_ - p_ < 8) return fail(recAt, "value runs past the end of the block");
-        uint64_t bits = load64(p_);
-        std::memcpy(&out, &bits, 8);
+        const uint64_t bits = load64(p_);
         p_ += 8;
-        return true;
+        double v;
+        std::memcpy(&v, &bits, 8);
+        return v;
       }
       default:
-        return fail(recAt, "invalid value tag");
+        return specials[vt - kValUndef];  // 1..5
     }
   }
 
-  BlockSpec spec_;
+  uint32_t dim_ = 0;
   bool five_ = false;
-  bool isSet_ = false;
-  bool first_ = true;
-  const uint8_t* begin_ = nullptr;
   const uint8_t* p_ = nullptr;
-  const uint8_t* end_ = nullptr;
   uint32_t keys_[kMaxDim] = {};
-  size_t errorOffset_ = 0;
-  const char* error_ = "";
 };
 
 }  // namespace zablib

@@ -10,11 +10,10 @@
 
 #include "zablib/checksum.h"
 #include "zablib/format.h"
+#include "zablib/record_check.h"
 
 namespace zablib {
 namespace {
-
-constexpr double kCheckSpecials[7] = {1e300, 2e300, 3e300, 4e300, 5e300, 0, 0};
 
 std::string num(uint64_t v) { return std::to_string(v); }
 
@@ -343,8 +342,7 @@ bool ZabReader::readSymbolTable(uint64_t at, uint64_t size, uint32_t count, ZabE
 }
 
 bool ZabReader::checkBlocks(ZabError& err) {
-  BlockDecoder<true> dec;
-  double values[kValues];
+  BlockFault fault;
   for (uint32_t i = 1; i <= symbolCount(); ++i) {
     const SymbolEntry& s = symbols_[i - 1];
     if (s.type == kTypeAlias) continue;
@@ -352,19 +350,14 @@ bool ZabReader::checkBlocks(ZabError& err) {
     if (crc32c(0, b, s.blockSize) != s.blockCrc)
       return err.set(kErrBlockCrc, "record block of " + symbolWhere(i) +
                                        ": checksum mismatch at offset " + num(s.blockOffset));
-    dec.start(blockSpec(s), b, b + s.blockSize);
-    for (uint64_t r = 1; r <= s.recordCount; ++r) {
-      if (dec.next(values, kCheckSpecials) == 0)
-        return err.set(kErrBlockData, "record block of " + symbolWhere(i) + ": record " + num(r) +
-                                          " at offset " + num(s.blockOffset + dec.errorOffset()) +
-                                          ": " + dec.error());
+    if (!checkBlock(blockSpec(s), b, b + s.blockSize, s.recordCount, fault)) {
+      const std::string at = "offset " + num(s.blockOffset + fault.offset);
+      if (fault.record == 0)
+        return err.set(kErrBlockData,
+                       "record block of " + symbolWhere(i) + ": " + fault.why + ", at " + at);
+      return err.set(kErrBlockData, "record block of " + symbolWhere(i) + ": record " +
+                                        num(fault.record) + " at " + at + ": " + fault.why);
     }
-    if (dec.position() != b + s.blockSize)
-      return err.set(kErrBlockData,
-                     "record block of " + symbolWhere(i) + ": " +
-                         num(static_cast<uint64_t>(b + s.blockSize - dec.position())) +
-                         " bytes after the last record, at offset " +
-                         num(static_cast<uint64_t>(dec.position() - base_)));
   }
   return true;
 }

@@ -114,7 +114,7 @@ class RecordCursor {
     const SymbolEntry& s = r.dataSymbol(symNr);
     dim_ = s.dim;
     left_ = s.recordCount;
-    dec_.start(r.blockSpec(s), r.data() + s.blockOffset, r.data() + s.blockOffset + s.blockSize);
+    dec_.start(r.blockSpec(s), r.data() + s.blockOffset);
     return left_;
   }
   void stop() { left_ = 0; }
@@ -128,7 +128,7 @@ class RecordCursor {
   uint32_t dim() const { return dim_; }
 
  private:
-  BlockDecoder<false> dec_;
+  BlockDecoder dec_;
   uint64_t left_ = 0;
   uint32_t dim_ = 0;
 };

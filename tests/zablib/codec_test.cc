@@ -13,6 +13,7 @@
 
 #include "zab_test_util.h"
 #include "zablib/checksum.h"
+#include "zablib/record_check.h"
 #include "zablib/record_codec.h"
 #include "zablib/zab_reader.h"
 #include "zablib/zab_writer.h"
@@ -85,11 +86,13 @@ TEST(Codec, ValuesSurviveBitForBit) {
       double v[5] = {values[i], values[n - 1 - i], values[i], values[(i + 3) % n], values[i]};
       p = enc.encode(&key, v, p);
     }
-    BlockDecoder<true> dec;
-    dec.start(spec, buf.data(), p);
+    zablib::BlockFault fault;
+    ASSERT_TRUE(zablib::checkBlock(spec, buf.data(), p, n, fault)) << fault.why;
+    BlockDecoder dec;
+    dec.start(spec, buf.data());
     for (size_t i = 0; i < n; ++i) {
       double v[5];
-      ASSERT_EQ(dec.next(v, kSpecials), 1) << dec.error();
+      ASSERT_EQ(dec.next(v, kSpecials), 1);
       EXPECT_EQ(dec.keys()[0], i + 1);
       EXPECT_EQ(bitsOf(v[0]), bitsOf(values[i])) << "value " << i;
       if (type == 2) {
@@ -125,24 +128,15 @@ struct BadBlock {
 };
 
 bool checkBlock(const BadBlock& b, std::string& why) {
-  BlockDecoder<true> dec;
   BlockSpec spec{b.dim, b.type, b.labels, b.texts};
-  dec.start(spec, b.bytes.data(), b.bytes.data() + b.bytes.size());
-  double v[5];
-  for (uint64_t i = 0; i < b.count; ++i) {
-    if (dec.next(v, kSpecials) == 0) {
-      why = dec.error();
-      return false;
-    }
-  }
-  if (dec.position() != b.bytes.data() + b.bytes.size()) {
-    why = "left over";
-    return false;
-  }
-  return true;
+  zablib::BlockFault fault;
+  if (zablib::checkBlock(spec, b.bytes.data(), b.bytes.data() + b.bytes.size(), b.count, fault))
+    return true;
+  why = fault.why;
+  return false;
 }
 
-TEST(Codec, CheckingDecoderRefusesMalformedBlocks) {
+TEST(Codec, CheckRefusesMalformedBlocks) {
   const std::vector<BadBlock> cases = {
       {"Empty", 1, 1, 5, 0, 1, {}, "record runs past the end of the block"},
       {"ReservedBit", 1, 1, 5, 0, 1, {0x80}, "reserved bit set in record tag"},
@@ -205,6 +199,30 @@ TEST(Codec, CheckingDecoderRefusesMalformedBlocks) {
        "invalid element-text number"},
       {"ScalarWithKeyData", 0, 1, 5, 0, 1, {0x10, 0x01}, "key data for a scalar"},
       {"BytesLeftOver", 1, 1, 5, 0, 1, {0x00, 0x00}, "left over"},
+      // The same faults behind a first record, where the fast path runs.
+      {"FastNextPastLastLabel",
+       1,
+       1,
+       2,
+       0,
+       3,
+       {0x00, 0x09, 1, 2, 3, 4, 5, 6, 7, 8, 0x00},
+       "label number out of range"},
+      {"FastDoubleCut", 1, 1, 5, 0, 2, {0x00, 0x09, 1, 2, 3}, "value runs past the end"},
+      {"FastFloatCut", 1, 1, 5, 0, 2, {0x00, 0x08, 1, 2, 3}, "value runs past the end"},
+      {"FastDeltaZero", 1, 1, 5, 0, 2, {0x00, 0x10, 0x00}, "keys not strictly ascending"},
+      {"FastDeltaTooFar",
+       2,
+       1,
+       5,
+       0,
+       2,
+       {0x20, 0x01, 0x01, 0x01, 0x10, 0x05},
+       "label number out of range"},
+      {"FastDeltaCut", 1, 1, 5, 0, 2, {0x00, 0x19, 0x01, 1, 2}, "value runs past the end"},
+      {"FastInvalidTag", 1, 1, 5, 0, 2, {0x00, 0x0b}, "invalid value tag"},
+      {"FastMoreOnParameter", 1, 1, 5, 0, 2, {0x00, 0x40, 0, 0}, "extra values"},
+      {"FastRecordsMissing", 1, 1, 5, 0, 3, {0x00, 0x00}, "record runs past the end"},
   };
   for (const BadBlock& b : cases) {
     std::string why;
@@ -218,6 +236,90 @@ TEST(Codec, CheckingDecoderRefusesMalformedBlocks) {
   BadBlock good2{
       "Good2", 2, 1, 5, 0, 3, {0x20, 0x01, 0x01, 0x01, 0x10, 0x03, 0x20, 0x01, 0x01, 0x01}, ""};
   EXPECT_TRUE(checkBlock(good2, why)) << why;
+}
+
+// Random valid blocks of every type, then every single-byte change of them:
+// the fast and the general check always reach the same verdict, and a block
+// that passes decodes to strictly ascending keys in range.
+TEST(Codec, FastAndGeneralChecksAgree) {
+  std::mt19937 rng(11);
+  const double pool[] = {0.0, 1.0, 2.0, -3.0, 0.5, 0.1, 1e300, 3e300, 5e300, 77.0, 1e10, -0.0};
+  int mutations = 0, passed = 0;
+  for (uint32_t type : {0u, 1u, 2u, 3u, 7u}) {
+    for (uint32_t dim : {1u, 2u, 3u}) {
+      const uint32_t labels = 300, texts = 70;
+      BlockSpec spec{dim, type, labels, texts};
+      // Sorted distinct keys with gaps of 1 to 200.
+      std::vector<std::vector<uint32_t>> keys;
+      std::vector<uint32_t> k(dim, 1);
+      for (int i = 0; i < 40; ++i) {
+        keys.push_back(k);
+        uint32_t step = (rng() % 4 == 0) ? 1 + rng() % 200 : 1;
+        int pos = static_cast<int>(dim) - 1 - static_cast<int>(rng() % 3 == 0 && dim > 1);
+        k[pos] += step;
+        for (uint32_t j = pos + 1; j < dim; ++j) k[j] = 1 + rng() % 5;
+        if (k[pos] > labels) break;
+      }
+      RecordEncoder enc;
+      enc.start(spec, kSpecials);
+      std::vector<uint8_t> buf(keys.size() * zablib::kMaxRecordBytes);
+      uint8_t* p = buf.data();
+      for (const auto& key : keys) {
+        double v[5];
+        for (double& x : v) x = pool[rng() % (sizeof pool / sizeof pool[0])];
+        if (type == 0) v[0] = static_cast<double>(rng() % (texts + 1));
+        if (type == 2 && rng() % 2) {
+          v[1] = 0;  // the defaults: no further value tags
+          v[2] = 0;
+          v[3] = 3e300;
+          v[4] = 1;
+        }
+        p = enc.encode(key.data(), v, p);
+      }
+      buf.resize(static_cast<size_t>(p - buf.data()));
+      zablib::BlockFault f1, f2;
+      ASSERT_TRUE(zablib::checkBlock(spec, buf.data(), buf.data() + buf.size(), keys.size(), f1))
+          << f1.why;
+      for (size_t at = 0; at < buf.size(); ++at) {
+        for (int bit = 0; bit < 8; ++bit) {
+          std::vector<uint8_t> m = buf;
+          m[at] = static_cast<uint8_t>(m[at] ^ (1u << bit));
+          ++mutations;
+          const bool a =
+              zablib::checkBlock(spec, m.data(), m.data() + m.size(), keys.size(), f1, true);
+          const bool b =
+              zablib::checkBlock(spec, m.data(), m.data() + m.size(), keys.size(), f2, false);
+          ASSERT_EQ(a, b) << "type " << type << " dim " << dim << " byte " << at << " bit " << bit
+                          << ": " << f1.why << " / " << f2.why;
+          if (!a) {
+            ASSERT_EQ(f1.record, f2.record);
+            ASSERT_STREQ(f1.why, f2.why);
+            continue;
+          }
+          ++passed;
+          BlockDecoder dec;
+          dec.start(spec, m.data());
+          std::vector<uint32_t> prev;
+          double v[5];
+          for (size_t r = 0; r < keys.size(); ++r) {
+            dec.next(v, kSpecials);
+            std::vector<uint32_t> cur(dec.keys(), dec.keys() + dim);
+            for (uint32_t x : cur) ASSERT_TRUE(x >= 1 && x <= labels);
+            if (r) {
+              ASSERT_LT(prev, cur);
+            }
+            prev = cur;
+            if (type == 0) {
+              ASSERT_TRUE(v[0] >= 0 && v[0] <= texts);
+            }
+          }
+          ASSERT_EQ(dec.position(), m.data() + m.size());
+        }
+      }
+    }
+  }
+  EXPECT_GT(mutations, 10000);
+  EXPECT_GT(passed, 0);  // some mutations give other valid blocks (values, gaps)
 }
 
 // Writes `records` (keys of `dim` labels among `labels`) in the given order
