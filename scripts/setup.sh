@@ -8,6 +8,7 @@ missing=()
 for p in "${need[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
 done
+command -v python3 >/dev/null || missing+=(python3)
 [[ ${#missing[@]} -eq 0 ]] && exit 0
 if [[ $(id -u) -eq 0 ]]; then
   echo "Installing: ${missing[*]}"

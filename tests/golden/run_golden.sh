@@ -16,6 +16,7 @@
 #   expected/files/...  every file the run created or changed, byte for byte;
 #                       a file that is not listed must not appear
 set -u
+shopt -s nullglob
 z2v=$1 zabtool=$2 case=$3
 work=$(mktemp -d)
 trap 'chmod -R u+w "$work" 2>/dev/null; rm -rf "$work"' EXIT
