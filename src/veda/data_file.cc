@@ -40,6 +40,12 @@ struct TabFill {
   int32_t labels[kMaxTuple] = {};
   bool built = false;
   FieldBuf field;
+  // one-place tabs: the quoted field of the last label
+  uint8_t* seen = nullptr;  // per label: already added to the tab's set
+  int32_t seenCount = 0;
+  bool quotedValid = false;
+  int32_t quotedLabel = 0;
+  std::string_view quoted;
 };
 
 // Writes the data lines. Lines are built straight into a large chunk that
@@ -137,9 +143,13 @@ class LineWriter {
       tf.tab = t;
       tf.places = static_cast<int>(map.size());
       for (int pl = 0; pl < tf.places && pl < kMaxTuple; ++pl) tf.pos[pl] = map[pl];
+      if (tf.places == 1) {
+        if (seen_[t].empty()) seen_[t].assign(static_cast<size_t>(state.uels.count()) + 1, 0);
+        tf.seen = seen_[t].data();
+        tf.seenCount = static_cast<int32_t>(seen_[t].size());
+      }
       fill_[t] = static_cast<int>(tabs_.size());
       tabs_.push_back(tf);
-      if (tf.places == 1 && seen_[t].empty()) seen_[t].assign(state.uels.count() + 1, 0);
     }
     style_.separator = d.options.tupleSeparator.view();
     style_.showAll = d.options.showAllSeparators;
@@ -148,16 +158,21 @@ class LineWriter {
   // The tab's field for this record; a new tuple goes to the projection.
   std::string_view buildTab(TabFill& tf, const int* keys) {
     if (tf.places == 1) {
-      // one place: the label's quoted form, and a flag per label for "added"
+      // one place: the label's quoted form, and a flag per label for "added";
+      // consecutive records mostly repeat the label
       int32_t n = tf.pos[0] ? keys[tf.pos[0] - 1] : 0;
-      std::vector<uint8_t>& seen = seen_[tf.tab];
-      if (n >= 0 && n < static_cast<int32_t>(seen.size())) {
-        if (!seen[n]) {
-          seen[n] = 1;
+      if (tf.quotedValid && n == tf.quotedLabel) return tf.quoted;
+      if (n >= 0 && n < tf.seenCount) {
+        if (!tf.seen[n]) {
+          tf.seen[n] = 1;
           state.projection.addUel(tf.tab, &n, 1, 0);
         }
-        return state.uels.quoted(n);
+        tf.quotedValid = true;
+        tf.quotedLabel = n;
+        tf.quoted = state.uels.quoted(n);
+        return tf.quoted;
       }
+      tf.quotedValid = false;
     }
     if (tf.places > kMaxTuple) rt::internalError("tab with more than 20 tuple places");
     int32_t labels[kMaxTuple];
