@@ -422,6 +422,36 @@ TEST(CApiOpen, FailuresHaveNumbersAndTexts) {
   XFree(&h);
 }
 
+// Damage through the C ABI: every truncation and a flipped bit at every
+// offset fail zabOpenRead with a number and a text (damage_test.cc tries
+// every value of every byte through the reader below the C ABI).
+TEST(CApiOpen, EveryTruncationAndFlippedByteFails) {
+  ScratchDir dir;
+  zabtest::build(kSource, dir.file("good.zab"));
+  const std::string good = zabtest::readFile(dir.file("good.zab"));
+  zabHandle_t h = nullptr;
+  XCreate(&h);
+  SS name(dir.file("bad.zab")), msg;
+  int err = 0;
+  for (size_t n = 0; n < good.size(); ++n) {
+    zabtest::writeFile(dir.file("bad.zab"), good.substr(0, n));
+    ASSERT_EQ(D__zabOpenRead(h, name.p(), &err), 0) << "truncated to " << n;
+    ASSERT_NE(err, 0);
+    D__zabErrorStr(h, err, msg.p());
+    ASSERT_NE(msg.str(), "");
+  }
+  for (size_t at = 0; at < good.size(); ++at) {
+    std::string bytes = good;
+    bytes[at] = static_cast<char>(bytes[at] ^ 0x01);
+    zabtest::writeFile(dir.file("bad.zab"), bytes);
+    ASSERT_EQ(D__zabOpenRead(h, name.p(), &err), 0) << "byte " << at;
+    ASSERT_NE(err, 0);
+    D__zabErrorStr(h, err, msg.p());
+    ASSERT_NE(msg.str(), "");
+  }
+  XFree(&h);
+}
+
 TEST(CApiWrite, RecordsInAnyOrderDuplicatesAndAliases) {
   ScratchDir dir;
   zabHandle_t h = nullptr;
