@@ -144,11 +144,28 @@ void benchList(const char* name, int n, bool binary) {
               static_cast<double>(list.memoryUsed()) / (1 << 20), list.bucketCount());
 }
 
+// For scale: one dependent load at a random place of 256 MiB (a pointer
+// chase over a single random cycle), what a lookup costs per cache miss when
+// its bucket, entry and string are nowhere near the caches.
+void benchMemoryLatency() {
+  const size_t n = size_t{32} << 20;
+  std::vector<uint64_t> next(n);
+  for (size_t i = 0; i < n; ++i) next[i] = i;
+  std::mt19937_64 rng(3);
+  for (size_t i = n - 1; i > 0; --i) std::swap(next[i], next[rng() % i]);  // one cycle
+  const int steps = 3000000;
+  uint64_t p = 0;
+  auto t0 = Clock::now();
+  for (int i = 0; i < steps; ++i) p = next[p];
+  double ns = nsSince(t0) / steps;
+  std::printf("memory: dependent random load over 256 MiB: %.1f ns%s\n", ns, p == n ? " " : "");
+}
+
 }  // namespace
 
 // bench_core [keys [part]]: keys defaults to 10000000; part is "dbl", "cs"
 // (case-sensitive list, binary tuple keys), "ci" (case-insensitive list, text
-// keys) or "all" (the default). Peak memory is the whole process's.
+// keys), "mem" (memory latency) or "all" (the default). Peak memory is the whole process's.
 int main(int argc, char** argv) {
   int n = argc > 1 ? std::atoi(argv[1]) : 10000000;
   std::string part = argc > 2 ? argv[2] : "all";
@@ -158,5 +175,7 @@ int main(int argc, char** argv) {
   std::fflush(stdout);
   if (part == "all" || part == "ci") benchList<core::TXStrHashList>("TXStrHashList", n, false);
   std::printf("peak memory (VmHWM):%s\n", peakMemory().c_str());
+  std::fflush(stdout);
+  if (part == "all" || part == "mem") benchMemoryLatency();
   return 0;
 }

@@ -1,5 +1,6 @@
 #include "core/number_text.h"
 
+#include <bit>
 #include <charconv>
 #include <cstring>
 #include <vector>
@@ -193,9 +194,11 @@ bool anyBelow(const uint64_t w[3], int n) {
 
 enum class Try { kDone, kTooBig, kTooSmall, kUndecided };
 
-// Rounds m * 2^q * 10^k to an integer; kDone when it has exactly 15 digits
-// before rounding (a carry to 10^15 is left to the caller).
-Try scaleAndRound(uint64_t m, int q, int k, uint64_t& n) {
+// Rounds m * 2^q * 10^k to 15 digits: n (a carry to 10^15 is left to the
+// caller) and the decimal exponent e of the first digit. The product may have
+// 15 or 16 digits: a 16-digit one is divided by 10 with its last digit joining
+// the fraction, which saves a second multiplication.
+Try scaleAndRound(uint64_t m, int q, int k, uint64_t& n, int& e) {
   if (k < kMinPow || k > kMaxPow) return Try::kUndecided;
   const Pow10& p = powers().get(k);
   u128 a = static_cast<u128>(m) * p.lo;
@@ -207,26 +210,40 @@ Try scaleAndRound(uint64_t m, int q, int k, uint64_t& n) {
   if (sh < 64 || sh > 191) return Try::kUndecided;
   uint64_t whole = bitsAt(w, sh);
   if (sh < 128 && bitsAt(w, sh + 64) != 0) return Try::kTooBig;
-  if (whole >= kHigh15) return Try::kTooBig;
+  if (whole >= 10 * kHigh15) return Try::kTooBig;
   if (whole < kLow15) return Try::kTooSmall;
-  uint64_t frac = bitsAt(w, sh - 64);
-  bool rest = anyBelow(w, sh - 64);
-  constexpr uint64_t kHalf = 1ull << 63;
+  uint64_t frac = bitsAt(w, sh - 64);  // the fraction's first 64 bits
+  bool rest = anyBelow(w, sh - 64);    // any fraction bit after them
+  // With an inexact power the true product lies above the computed one, by
+  // less than 2^-64.
   bool up;
-  if (p.exact) {
-    if (frac != kHalf) {
-      up = frac > kHalf;
+  if (whole < kHigh15) {
+    constexpr uint64_t kHalf = 1ull << 63;
+    if (p.exact) {
+      up = frac != kHalf ? frac > kHalf : (rest || (whole & 1) != 0);
+    } else if (frac >= kHalf) {
+      up = true;
+    } else if (frac < kHalf - 1) {
+      up = false;
     } else {
-      up = rest || (whole & 1) != 0;
+      return Try::kUndecided;
     }
-  } else if (frac >= kHalf) {
-    up = true;  // the true fraction is above the computed one
-  } else if (frac < kHalf - 1) {
-    up = false;
-  } else {
-    return Try::kUndecided;
+    n = whole + (up ? 1 : 0);
+    e = 14 - k;
+    return Try::kDone;
   }
-  n = whole + (up ? 1 : 0);
+  uint64_t top = whole / 10;
+  unsigned last = static_cast<unsigned>(whole % 10);
+  if (last == 4) {  // (4 + f) / 10 reaches one half only if f carries
+    if (!p.exact && frac == ~0ull) return Try::kUndecided;
+    up = false;
+  } else if (last == 5) {  // one half exactly, or above
+    up = !p.exact || frac != 0 || rest || (top & 1) != 0;
+  } else {
+    up = last > 5;
+  }
+  n = top + (up ? 1 : 0);
+  e = 15 - k;
   return Try::kDone;
 }
 
@@ -264,9 +281,8 @@ void digits15(double a, uint64_t& n, int& e) {
   int est = ((q + 52) * 78913) >> 18;
   int k = 14 - est;
   for (int tries = 0; tries < 3; ++tries) {
-    switch (scaleAndRound(m, q, k, n)) {
+    switch (scaleAndRound(m, q, k, n, e)) {
       case Try::kDone:
-        e = 14 - k;
         if (n == kHigh15) {
           n = kLow15;
           ++e;
@@ -286,93 +302,97 @@ void digits15(double a, uint64_t& n, int& e) {
   exactDigits(a, n, e);
 }
 
-constexpr char kPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
+// The digits are laid out in registers, a byte per digit, the first digit in
+// the lowest byte, and stored whole: the text is never read back byte by byte.
+static_assert(std::endian::native == std::endian::little, "digit bytes are laid out little-endian");
 
-// Writes the 15 digits of n (10^14 <= n < 10^15) to d.
-void writeDigits(uint64_t n, char* d) {
-  uint32_t hi = static_cast<uint32_t>(n / 100000000u);  // 7 digits
-  uint32_t lo = static_cast<uint32_t>(n % 100000000u);  // 8 digits
-  for (int i = 13; i >= 7; i -= 2) {
-    std::memcpy(d + i, kPairs + 2 * (lo % 100), 2);
-    lo /= 100;
-  }
-  for (int i = 5; i >= 1; i -= 2) {
-    std::memcpy(d + i, kPairs + 2 * (hi % 100), 2);
-    hi /= 100;
-  }
-  d[0] = static_cast<char>('0' + hi);
+constexpr uint64_t kZeroBytes = 0x3030303030303030ull;
+
+// The eight decimal digits of v < 10^8 as ASCII bytes: halves, quarters and
+// single digits split off lane by lane with multiply-and-shift divisions.
+uint64_t eightDigits(uint32_t v) {
+  uint64_t x = v;
+  uint64_t merged = (x / 10000) | ((x % 10000) << 32);
+  uint64_t hundreds = ((merged * 10486) >> 20) & 0x0000007F0000007Full;
+  merged = hundreds | ((merged - 100 * hundreds) << 16);
+  uint64_t tens = ((merged * 103) >> 10) & 0x000F000F000F000Full;
+  merged = tens | ((merged - 10 * tens) << 8);
+  return merged + kZeroBytes;
 }
 
-char* putZeros(char* p, int n) {
-  for (int i = 0; i < n; ++i) *p++ = '0';
-  return p;
-}
+// Writes the 16 bytes of d at p (the caller's buffer has the room).
+inline void store16(char* p, u128 d) { std::memcpy(p, &d, sizeof d); }
 
-char* putChars(char* p, const char* s, int n) {
-  std::memcpy(p, s, static_cast<size_t>(n));
-  return p + n;
+// d with a "." inserted before byte w (1 <= w <= 14).
+inline u128 withDot(u128 d, int w) {
+  u128 low = (u128{1} << (8 * w)) - 1;
+  return (d & low) | (u128{'.'} << (8 * w)) | ((d & ~low) << 8);
 }
 
 }  // namespace
 
 int dblToStr(double x, char* out) {
   char* p = out;
-  if (x != x) return static_cast<int>(putChars(p, "NaN", 3) - out);
+  if (x != x) {
+    std::memcpy(p, "NaN", 3);
+    return 3;
+  }
   if (x == 0) {
     *p = '0';
     return 1;
   }
   double a = x < 0 ? -x : x;
   if (x < 0) *p++ = '-';
-  if (a > 1.7976931348623157e308) return static_cast<int>(putChars(p, "Inf", 3) - out);
+  if (a > 1.7976931348623157e308) {
+    std::memcpy(p, "Inf", 3);
+    return static_cast<int>(p + 3 - out);
+  }
 
   uint64_t n;
   int e;
   digits15(a, n, e);
-  char d[15];
-  writeDigits(n, d);
-  int nd = 15;  // significant digits without trailing zeros
-  while (nd > 1 && d[nd - 1] == '0') --nd;
+  // hi holds "0" and the first 7 digits, lo the last 8.
+  uint64_t hi = eightDigits(static_cast<uint32_t>(n / 100000000u));
+  uint64_t lo = eightDigits(static_cast<uint32_t>(n % 100000000u));
+  u128 d = (hi >> 8) | (static_cast<u128>(lo) << 56);  // the 15 digits, byte 15 zero
+  // Significant digits: all but the trailing "0" bytes (the first is never 0).
+  int nd = (lo ^ kZeroBytes) != 0 ? 15 - __builtin_clzll(lo ^ kZeroBytes) / 8
+                                  : 7 - __builtin_clzll(hi ^ kZeroBytes) / 8;
 
   if (a >= 1e-4 && a < 1e15) {
     if (e >= 0) {
       int whole = e + 1;  // at most 16: 999999999999999.9 rounds to 1E15
       if (whole >= nd) {
-        p = putChars(p, d, whole < 15 ? whole : 15);
-        p = putZeros(p, whole - 15);
+        store16(p, d);
+        if (whole == 16) p[15] = '0';
+        p += whole;
       } else {
-        p = putChars(p, d, whole);
-        *p++ = '.';
-        p = putChars(p, d + whole, nd - whole);
+        store16(p, withDot(d, whole));
+        p += nd + 1;
       }
     } else {
-      *p++ = '0';
-      *p++ = '.';
-      p = putZeros(p, -e - 1);
-      p = putChars(p, d, nd);
+      std::memcpy(p, "0.000000", 8);
+      p += 2 + (-e - 1);
+      store16(p, d);
+      p += nd;
     }
-  } else {
-    *p++ = d[0];
-    if (nd > 1) {
-      *p++ = '.';
-      p = putChars(p, d + 1, nd - 1);
-    }
-    *p++ = 'E';
-    if (e < 0) {
-      *p++ = '-';
-      e = -e;
-    }
-    char ex[4];
-    int len = 0;
-    do {
-      ex[len++] = static_cast<char>('0' + e % 10);
-      e /= 10;
-    } while (e > 0);
-    while (len > 0) *p++ = ex[--len];
+    return static_cast<int>(p - out);
   }
+  store16(p, withDot(d, 1));
+  p += nd > 1 ? nd + 1 : 1;
+  *p++ = 'E';
+  if (e < 0) {
+    *p++ = '-';
+    e = -e;
+  }
+  if (e >= 100) {
+    *p++ = static_cast<char>('0' + e / 100);
+    e %= 100;
+    *p++ = static_cast<char>('0' + e / 10);
+  } else if (e >= 10) {
+    *p++ = static_cast<char>('0' + e / 10);
+  }
+  *p++ = static_cast<char>('0' + e % 10);
   return static_cast<int>(p - out);
 }
 

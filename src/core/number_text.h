@@ -23,8 +23,9 @@ rt::ShortStr intToStr(int64_t v);
 // Negative numbers start with "-"; the decimal separator is always ".".
 // Not a number gives "NaN", infinities give "Inf" and "-Inf".
 rt::ShortStr dblToStr(double x);
-// Hot-path form: writes the same text to out (room for at least 32 bytes,
-// kDblToStrMax is enough) and returns its length. Allocates nothing.
+// Hot-path form: writes the same text (at most 22 bytes) to out and returns
+// its length. out must have room for kDblToStrMax bytes: bytes after the text
+// and within that room may be overwritten. Allocates nothing.
 constexpr int kDblToStrMax = 32;
 int dblToStr(double x, char* out);
 

@@ -135,7 +135,7 @@ TEST(DblToStr, NotANumberAndInfinities) {
   EXPECT_EQ(text(-std::numeric_limits<double>::infinity()), "-Inf");
 }
 
-TEST(DblToStr, BufferFormMatchesAndStaysInBounds) {
+TEST(DblToStr, BufferFormMatchesAndStaysInItsRoom) {
   char buf[core::kDblToStrMax + 8];
   const double values[] = {-1.23456789012345e-300, -999999999999999.9, -0.000123456789012345,
                            -4.9e-324, 1.5e300};
@@ -144,7 +144,7 @@ TEST(DblToStr, BufferFormMatchesAndStaysInBounds) {
     int n = dblToStr(v, buf);
     ASSERT_LE(n, 22);
     EXPECT_EQ(std::string(buf, n), text(v));
-    for (size_t i = n; i < sizeof buf; ++i) ASSERT_EQ(buf[i], '#');
+    for (size_t i = core::kDblToStrMax; i < sizeof buf; ++i) ASSERT_EQ(buf[i], '#');
   }
 }
 
