@@ -206,8 +206,11 @@ TEST(LoadVdd, FileThatCannotBeOpened) {
 
 TEST(LoadVdd, FileThatCannotBeRead) {
   vdd::resetDefinition();
-  std::string folder = ::testing::TempDir();  // opens, but every read fails
-  Lines out = vdd_test::captureLines([&] { vdd::loadVdd(folder); });
+  // Opens, but every read fails (EIO: address 0 of the process is not mapped).
+  Lines out = vdd_test::captureLines([&] { vdd::loadVdd("/proc/self/mem"); });
+  if (!out.empty() && out[0].starts_with("*** Could not open file")) {
+    GTEST_SKIP() << "/proc/self/mem cannot be opened here";
+  }
   EXPECT_EQ(out, (Lines{"*** Could not read line: 1", "*** Dummy for Attribute not found"}));
   EXPECT_EQ(def.numErr, 2);
 }
