@@ -143,7 +143,8 @@ ZAB_API int D__zabOpenWrite(zabHandle_t pzab, const unsigned char* fileName,
 ZAB_API int C__zabUELRegisterStrStart(zabHandle_t pzab);
 ZAB_API int D__zabUELRegisterStr(zabHandle_t pzab, const unsigned char* uel, int* uelNr);
 ZAB_API int C__zabUELRegisterDone(zabHandle_t pzab);
-/* Adds a set element text; *textNr is its number (an equal text shares one). */
+/* Adds a set element text; *textNr is its number (an equal text shares one;
+ * an empty text is no text, number 0). */
 ZAB_API int D__zabAddSetText(zabHandle_t pzab, const unsigned char* text, int* textNr);
 /* Starts a symbol whose records come with label strings as keys. */
 ZAB_API int D__zabDataWriteStrStart(zabHandle_t pzab, const unsigned char* name,

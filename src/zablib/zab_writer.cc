@@ -111,8 +111,9 @@ uint32_t ZabWriter::findLabel(std::string_view label) const {
   return labelIndex_.find(label, [this](uint32_t n) { return std::string_view(labels_[n - 1]); });
 }
 
-bool ZabWriter::addText(std::string_view text, uint32_t& nr, ZabError& err) {
+bool ZabWriter::addText(std::string_view text, uint32_t& nr, ZabError& err, bool keepEmpty) {
   nr = 0;
+  if (text.empty() && !keepEmpty) return true;
   if (text.size() > static_cast<size_t>(kMaxTextLen))
     return err.set(kErrTextLength,
                    "element text of " + num(text.size()) + " bytes: a text is at most 255 bytes");

@@ -43,8 +43,10 @@ class ZabWriter {
   std::string_view label(uint32_t nr) const { return labels_[nr - 1]; }
   uint32_t findLabel(std::string_view label) const;
 
-  // Number of an element text, adding it when new.
-  bool addText(std::string_view text, uint32_t& nr, ZabError& err);
+  // Number of an element text, adding it when new. An empty text is "no
+  // text", number 0, unless keepEmpty asks for a numbered empty text (a text
+  // list given in full, whose later numbers must not shift).
+  bool addText(std::string_view text, uint32_t& nr, ZabError& err, bool keepEmpty = false);
   uint32_t textCount() const { return static_cast<uint32_t>(texts_.size()); }
 
   uint32_t symbolCount() const { return static_cast<uint32_t>(symbols_.size()); }

@@ -124,7 +124,7 @@ class Builder {
         if (t.size() > zablib::kMaxTextLen)
           fault(at("texts", i), lengthFault("a text", t.size(), 0, 255));
         uint32_t nr;
-        writerCall(w_.addText(t, nr, err_), at("texts", i));
+        writerCall(w_.addText(t, nr, err_, true), at("texts", i));
       }
     }
     const json& syms = needArray(doc["symbols"], "symbols");

@@ -467,6 +467,10 @@ TEST(CApiWrite, RecordsInAnyOrderDuplicatesAndAliases) {
   ASSERT_EQ(C__zabUELRegisterDone(h), 1);
   ASSERT_EQ(D__zabAddSetText(h, SS("hello").p(), &nr), 1);
   EXPECT_EQ(nr, 1);
+  ASSERT_EQ(D__zabAddSetText(h, SS("").p(), &nr), 1);
+  EXPECT_EQ(nr, 0);  // no text
+  ASSERT_EQ(D__zabAddSetText(h, SS("hello").p(), &nr), 1);
+  EXPECT_EQ(nr, 1);
   // A set written by strings, out of order; new labels are registered.
   ASSERT_EQ(D__zabDataWriteStrStart(h, SS("s").p(), SS("a set").p(), 1, 0, 0), 1);
   std::vector<unsigned char> keys(256 * ZAB_MAXDIM, 0);

@@ -129,6 +129,15 @@ TEST(JsonRoundTrip, ElementTextsNumberedByFirstAppearanceBeforeSorting) {
         {"keys": ["a"], "text": "t1"}]}]})");
 }
 
+TEST(JsonRoundTrip, EmptyStringInTextsKeepsItsNumber) {
+  roundTrip(R"({"texts": ["", "second"], "symbols": [
+      {"name": "s", "type": "set", "dim": 1, "records": [
+        {"keys": ["a"], "text": "second"}, {"keys": ["b"], "text": ""}]}]})",
+            R"({"uels": ["a", "b"], "texts": ["", "second"], "symbols": [
+      {"name": "s", "type": "set", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["a"], "text": "second"}, {"keys": ["b"], "text": ""}]}]})");
+}
+
 TEST(JsonRoundTrip, EveryValueForm) {
   roundTrip(R"({"symbols": [{"name": "v", "type": "parameter", "dim": 1, "records": [
       {"keys": ["int"], "value": 350}, {"keys": ["neg"], "value": -12},
