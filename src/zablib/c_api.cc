@@ -317,9 +317,9 @@ ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* val
   }
   const uint32_t* k = o->cursor.keys();
   const uint32_t d = o->cursor.dim();
-  // Keys before the first changed position are as the caller has them from
-  // the previous record of this read.
-  for (uint32_t i = static_cast<uint32_t>(f) - 1; i < d; ++i) {
+  // Every key is written, not only those from the first changed position on:
+  // a caller may hand a different buffer each time.
+  for (uint32_t i = 0; i < d; ++i) {
     std::string_view l = o->reader.label(k[i]);
     unsigned char* s = keys + 256 * i;
     s[0] = static_cast<unsigned char>(l.size());
