@@ -95,6 +95,7 @@ std::string& tempPath() {
     char tmpl[] = "/tmp/fuzz_zab_open_XXXXXX";
     int fd = mkstemp(tmpl);
     if (fd >= 0) close(fd);
+    std::atexit([] { std::remove(tempPath().c_str()); });
     return std::string(tmpl);
   }();
   return path;
