@@ -26,7 +26,7 @@ int LineReader::open(std::string_view path) {
 
 bool LineReader::eof() {
   if (!f_) return true;
-  int c = std::getc(f_);
+  int c = getc_unlocked(f_);
   if (c == EOF) {
     if (std::ferror(f_)) rc_ = errno ? errno : EIO;
     return true;
@@ -41,7 +41,8 @@ bool LineReader::readLine(ShortStr& line) {
   int n = 0;
   int c;
   bool any = false;
-  while ((c = std::getc(f_)) != EOF) {
+  // A reader belongs to one thread: the unlocked getc saves a lock per byte.
+  while ((c = getc_unlocked(f_)) != EOF) {
     any = true;
     if (c == '\n') return true;
     if (n < ShortStr::kMax) {
