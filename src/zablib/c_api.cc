@@ -102,6 +102,22 @@ int startWrite(ZabObject* o, const unsigned char* name, const unsigned char* tex
   return 1;
 }
 
+// Runs an entry point's body; an exception (only out of memory can occur)
+// becomes an error result instead of crossing the C boundary.
+template <typename F>
+int guarded(zabHandle_t h, F&& body) noexcept {
+  try {
+    return body();
+  } catch (...) {
+    if (ZabObject* o = obj(h)) {
+      o->lastError = zablib::kErrNoMemory;
+      ++o->errorCount;
+      o->lastText.clear();  // zabErrorStr gives the generic text
+    }
+    return 0;
+  }
+}
+
 }  // namespace
 
 extern "C" {
@@ -156,366 +172,430 @@ ZAB_API void zabGetLoadPath(unsigned char* path) { outStr(path, inStr(gLoadPath)
 // ---- read side --------------------------------------------------------
 
 ZAB_API int D__zabOpenRead(zabHandle_t pzab, const unsigned char* fileName, int* errNr) {
-  ZabObject* o = obj(pzab);
-  put(errNr, 0);
-  if (!o) {
-    put(errNr, static_cast<int>(zablib::kErrBadArgument));
-    return 0;
-  }
-  if (o->writer.isOpen()) {
-    o->fail(zablib::kErrFileOpen, "a file is open for writing; close it first");
-    put(errNr, o->lastError);
-    return 0;
-  }
-  o->reading = false;
-  o->errorCount = 0;
-  ZabError e;
-  if (!o->reader.open(std::string(inStr(fileName)), e)) {
-    o->fail(e);
-    put(errNr, e.code);
-    return 0;
-  }
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(errNr, static_cast<int>(zablib::kErrNoMemory));  // until the outcome is known
+    if (!o) {
+      put(errNr, static_cast<int>(zablib::kErrBadArgument));
+      return 0;
+    }
+    if (o->writer.isOpen()) {
+      o->fail(zablib::kErrFileOpen, "a file is open for writing; close it first");
+      put(errNr, o->lastError);
+      return 0;
+    }
+    o->reading = false;
+    o->errorCount = 0;
+    ZabError e;
+    if (!o->reader.open(std::string(inStr(fileName)), e)) {
+      o->fail(e);
+      put(errNr, e.code);
+      return 0;
+    }
+    put(errNr, 0);
+    return 1;
+  });
 }
 
 ZAB_API int D__zabErrorStr(zabHandle_t pzab, int errNr, unsigned char* msg) {
-  ZabObject* o = obj(pzab);
-  if (o && errNr != 0 && errNr == o->lastError && !o->lastText.empty()) {
-    outStr(msg, o->lastText);
-  } else {
-    outStr(msg, zablib::errorText(errNr));
-  }
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (o && errNr != 0 && errNr == o->lastError && !o->lastText.empty()) {
+      outStr(msg, o->lastText);
+    } else {
+      outStr(msg, zablib::errorText(errNr));
+    }
+    return 1;
+  });
 }
 
 ZAB_API int C__zabClose(zabHandle_t pzab) {
-  ZabObject* o = obj(pzab);
-  if (!o) return 0;
-  o->reading = false;
-  if (o->reader.isOpen()) {
-    o->reader.close();
-    return 1;
-  }
-  if (o->writer.isOpen()) {
-    ZabError e;
-    if (!o->writer.close(e)) return o->fail(e);
-    return 1;
-  }
-  return o->fail(zablib::kErrNoFile, "no file open");
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o) return 0;
+    o->reading = false;
+    if (o->reader.isOpen()) {
+      o->reader.close();
+      return 1;
+    }
+    if (o->writer.isOpen()) {
+      ZabError e;
+      if (!o->writer.close(e)) return o->fail(e);
+      return 1;
+    }
+    return o->fail(zablib::kErrNoFile, "no file open");
+  });
 }
 
 ZAB_API int C__zabResetSpecialValues(zabHandle_t pzab) {
-  ZabObject* o = obj(pzab);
-  if (!o) return 0;
-  std::memcpy(o->specials, kDefaultSpecials, sizeof o->specials);
-  o->writer.setSpecials(o->specials);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o) return 0;
+    std::memcpy(o->specials, kDefaultSpecials, sizeof o->specials);
+    o->writer.setSpecials(o->specials);
+    return 1;
+  });
 }
 
 ZAB_API int C__zabGetSpecialValues(zabHandle_t pzab, double* specials) {
-  ZabObject* o = obj(pzab);
-  if (!o || !specials) return 0;
-  std::memcpy(specials, o->specials, sizeof o->specials);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !specials) return 0;
+    std::memcpy(specials, o->specials, sizeof o->specials);
+    return 1;
+  });
 }
 
 ZAB_API int C__zabSetSpecialValues(zabHandle_t pzab, const double* specials) {
-  ZabObject* o = obj(pzab);
-  if (!o || !specials) return 0;
-  // The five must stay distinguishable: distinct and not NaN.
-  for (int i = 0; i < 5; ++i) {
-    if (std::isnan(specials[i]))
-      return o->fail(zablib::kErrBadArgument, "special value " + std::to_string(i) + " is NaN");
-    for (int j = 0; j < i; ++j) {
-      if (specials[i] == specials[j])
-        return o->fail(zablib::kErrBadArgument, "special values " + std::to_string(j) + " and " +
-                                                    std::to_string(i) + " are equal");
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !specials) return 0;
+    // The five must stay distinguishable: distinct and not NaN.
+    for (int i = 0; i < 5; ++i) {
+      if (std::isnan(specials[i]))
+        return o->fail(zablib::kErrBadArgument, "special value " + std::to_string(i) + " is NaN");
+      for (int j = 0; j < i; ++j) {
+        if (specials[i] == specials[j])
+          return o->fail(zablib::kErrBadArgument, "special values " + std::to_string(j) + " and " +
+                                                      std::to_string(i) + " are equal");
+      }
     }
-  }
-  std::memcpy(o->specials, specials, sizeof o->specials);
-  o->writer.setSpecials(o->specials);
-  return 1;
+    std::memcpy(o->specials, specials, sizeof o->specials);
+    o->writer.setSpecials(o->specials);
+    return 1;
+  });
 }
 
 ZAB_API int C__zabSystemInfo(zabHandle_t pzab, int* symbolCount, int* uelCount) {
-  ZabObject* o = obj(pzab);
-  put(symbolCount, 0);
-  put(uelCount, 0);
-  if (!o) return 0;
-  if (o->reader.isOpen()) {
-    put(symbolCount, static_cast<int>(o->reader.symbolCount()));
-    put(uelCount, static_cast<int>(o->reader.labelCount()));
-    return 1;
-  }
-  if (o->writer.isOpen()) {
-    put(symbolCount, static_cast<int>(o->writer.symbolCount()));
-    put(uelCount, static_cast<int>(o->writer.labelCount()));
-    return 1;
-  }
-  return o->fail(zablib::kErrNoFile, "no file open");
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(symbolCount, 0);
+    put(uelCount, 0);
+    if (!o) return 0;
+    if (o->reader.isOpen()) {
+      put(symbolCount, static_cast<int>(o->reader.symbolCount()));
+      put(uelCount, static_cast<int>(o->reader.labelCount()));
+      return 1;
+    }
+    if (o->writer.isOpen()) {
+      put(symbolCount, static_cast<int>(o->writer.symbolCount()));
+      put(uelCount, static_cast<int>(o->writer.labelCount()));
+      return 1;
+    }
+    return o->fail(zablib::kErrNoFile, "no file open");
+  });
 }
 
 ZAB_API int D__zabSymbolInfo(zabHandle_t pzab, int symNr, unsigned char* name, int* dim,
                              int* type) {
-  ZabObject* o = obj(pzab);
-  outStr(name, "");
-  put(dim, 0);
-  put(type, 0);
-  if (!o || !needRead(o) || !validSymbol(o, symNr)) return 0;
-  const zablib::SymbolEntry& s = o->reader.symbol(static_cast<uint32_t>(symNr));
-  outStr(name, s.name);
-  put(dim, static_cast<int>(s.dim));
-  put(type, static_cast<int>(s.type));
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    outStr(name, "");
+    put(dim, 0);
+    put(type, 0);
+    if (!o || !needRead(o) || !validSymbol(o, symNr)) return 0;
+    const zablib::SymbolEntry& s = o->reader.symbol(static_cast<uint32_t>(symNr));
+    outStr(name, s.name);
+    put(dim, static_cast<int>(s.dim));
+    put(type, static_cast<int>(s.type));
+    return 1;
+  });
 }
 
 ZAB_API int D__zabSymbolInfoX(zabHandle_t pzab, int symNr, int* recordCount, int* userInfo,
                               unsigned char* text) {
-  ZabObject* o = obj(pzab);
-  put(recordCount, 0);
-  put(userInfo, 0);
-  outStr(text, "");
-  if (!o || !needRead(o) || !validSymbol(o, symNr)) return 0;
-  const zablib::SymbolEntry& s = o->reader.symbol(static_cast<uint32_t>(symNr));
-  put(recordCount, static_cast<int>(s.recordCount));
-  put(userInfo, static_cast<int>(s.userInfo));
-  outStr(text, s.text);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(recordCount, 0);
+    put(userInfo, 0);
+    outStr(text, "");
+    if (!o || !needRead(o) || !validSymbol(o, symNr)) return 0;
+    const zablib::SymbolEntry& s = o->reader.symbol(static_cast<uint32_t>(symNr));
+    put(recordCount, static_cast<int>(s.recordCount));
+    put(userInfo, static_cast<int>(s.userInfo));
+    outStr(text, s.text);
+    return 1;
+  });
 }
 
 ZAB_API int D__zabFindSymbol(zabHandle_t pzab, const unsigned char* name, int* symNr) {
-  ZabObject* o = obj(pzab);
-  put(symNr, -1);
-  if (!o || !needRead(o)) return 0;
-  uint32_t n = o->reader.findSymbol(inStr(name));
-  if (n == 0) return 0;
-  put(symNr, static_cast<int>(n));
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(symNr, -1);
+    if (!o || !needRead(o)) return 0;
+    uint32_t n = o->reader.findSymbol(inStr(name));
+    if (n == 0) return 0;
+    put(symNr, static_cast<int>(n));
+    return 1;
+  });
 }
 
 ZAB_API int C__zabDataReadStrStart(zabHandle_t pzab, int symNr, int* recordCount) {
-  ZabObject* o = obj(pzab);
-  if (!o) return 0;
-  return startRead(o, symNr, recordCount);
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o) return 0;
+    return startRead(o, symNr, recordCount);
+  });
 }
 
 ZAB_API int C__zabDataReadRawStart(zabHandle_t pzab, int symNr, int* recordCount) {
-  ZabObject* o = obj(pzab);
-  if (!o) return 0;
-  return startRead(o, symNr, recordCount);
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o) return 0;
+    return startRead(o, symNr, recordCount);
+  });
 }
 
 ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* values,
                               int* firstChanged) {
-  ZabObject* o = obj(pzab);
-  if (!o || !keys || !values) return 0;
-  if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
-  int f = o->cursor.next(values, o->specials);
-  if (f == 0) {
-    o->reading = false;
-    return 0;
-  }
-  const uint32_t* k = o->cursor.keys();
-  const uint32_t d = o->cursor.dim();
-  // Every key is written, not only those from the first changed position on:
-  // a caller may hand a different buffer each time.
-  for (uint32_t i = 0; i < d; ++i) {
-    std::string_view l = o->reader.label(k[i]);
-    unsigned char* s = keys + 256 * i;
-    s[0] = static_cast<unsigned char>(l.size());
-    std::memcpy(s + 1, l.data(), l.size());
-  }
-  put(firstChanged, f);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !keys || !values) return 0;
+    if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
+    int f = o->cursor.next(values, o->specials);
+    if (f == 0) {
+      o->reading = false;
+      return 0;
+    }
+    const uint32_t* k = o->cursor.keys();
+    const uint32_t d = o->cursor.dim();
+    // Every key is written, not only those from the first changed position on:
+    // a caller may hand a different buffer each time.
+    for (uint32_t i = 0; i < d; ++i) {
+      std::string_view l = o->reader.label(k[i]);
+      unsigned char* s = keys + 256 * i;
+      s[0] = static_cast<unsigned char>(l.size());
+      std::memcpy(s + 1, l.data(), l.size());
+    }
+    put(firstChanged, f);
+    return 1;
+  });
 }
 
 ZAB_API int C__zabDataReadRaw(zabHandle_t pzab, int* keys, double* values, int* firstChanged) {
-  ZabObject* o = obj(pzab);
-  if (!o || !keys || !values) return 0;
-  if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
-  int f = o->cursor.next(values, o->specials);
-  if (f == 0) {
-    o->reading = false;
-    return 0;
-  }
-  const uint32_t* k = o->cursor.keys();
-  const uint32_t d = o->cursor.dim();
-  for (uint32_t i = 0; i < d; ++i) keys[i] = static_cast<int>(k[i]);
-  put(firstChanged, f);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !keys || !values) return 0;
+    if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
+    int f = o->cursor.next(values, o->specials);
+    if (f == 0) {
+      o->reading = false;
+      return 0;
+    }
+    const uint32_t* k = o->cursor.keys();
+    const uint32_t d = o->cursor.dim();
+    for (uint32_t i = 0; i < d; ++i) keys[i] = static_cast<int>(k[i]);
+    put(firstChanged, f);
+    return 1;
+  });
 }
 
 ZAB_API int C__zabDataReadDone(zabHandle_t pzab) {
-  ZabObject* o = obj(pzab);
-  if (!o) return 0;
-  o->cursor.stop();
-  o->reading = false;
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o) return 0;
+    o->cursor.stop();
+    o->reading = false;
+    return 1;
+  });
 }
 
 ZAB_API int D__zabGetElemText(zabHandle_t pzab, int textNr, unsigned char* text, int* node) {
-  ZabObject* o = obj(pzab);
-  outStr(text, "");
-  put(node, 0);
-  if (!o || !o->reader.isOpen()) return 0;
-  if (textNr < 1 || static_cast<uint32_t>(textNr) > o->reader.textCount()) return 0;
-  outStr(text, o->reader.text(static_cast<uint32_t>(textNr)));
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    outStr(text, "");
+    put(node, 0);
+    if (!o || !o->reader.isOpen()) return 0;
+    if (textNr < 1 || static_cast<uint32_t>(textNr) > o->reader.textCount()) return 0;
+    outStr(text, o->reader.text(static_cast<uint32_t>(textNr)));
+    return 1;
+  });
 }
 
 ZAB_API int D__zabUMUelGet(zabHandle_t pzab, int uelNr, unsigned char* uel, int* userMap) {
-  ZabObject* o = obj(pzab);
-  outStr(uel, "");
-  put(userMap, -1);
-  if (!o) return 0;
-  if (o->reader.isOpen()) {
-    if (uelNr < 1 || static_cast<uint32_t>(uelNr) > o->reader.labelCount()) return 0;
-    outStr(uel, o->reader.label(static_cast<uint32_t>(uelNr)));
-    return 1;
-  }
-  if (o->writer.isOpen()) {
-    if (uelNr < 1 || static_cast<uint32_t>(uelNr) > o->writer.labelCount()) return 0;
-    outStr(uel, o->writer.label(static_cast<uint32_t>(uelNr)));
-    return 1;
-  }
-  return 0;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    outStr(uel, "");
+    put(userMap, -1);
+    if (!o) return 0;
+    if (o->reader.isOpen()) {
+      if (uelNr < 1 || static_cast<uint32_t>(uelNr) > o->reader.labelCount()) return 0;
+      outStr(uel, o->reader.label(static_cast<uint32_t>(uelNr)));
+      return 1;
+    }
+    if (o->writer.isOpen()) {
+      if (uelNr < 1 || static_cast<uint32_t>(uelNr) > o->writer.labelCount()) return 0;
+      outStr(uel, o->writer.label(static_cast<uint32_t>(uelNr)));
+      return 1;
+    }
+    return 0;
+  });
 }
 
 ZAB_API int D__zabUMFindUEL(zabHandle_t pzab, const unsigned char* uel, int* uelNr, int* userMap) {
-  ZabObject* o = obj(pzab);
-  put(uelNr, -1);
-  put(userMap, -1);
-  if (!o) return 0;
-  uint32_t n = 0;
-  if (o->reader.isOpen()) {
-    n = o->reader.findLabel(inStr(uel));
-  } else if (o->writer.isOpen()) {
-    n = o->writer.findLabel(inStr(uel));
-  }
-  if (n == 0) return 0;
-  put(uelNr, static_cast<int>(n));
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(uelNr, -1);
+    put(userMap, -1);
+    if (!o) return 0;
+    uint32_t n = 0;
+    if (o->reader.isOpen()) {
+      n = o->reader.findLabel(inStr(uel));
+    } else if (o->writer.isOpen()) {
+      n = o->writer.findLabel(inStr(uel));
+    }
+    if (n == 0) return 0;
+    put(uelNr, static_cast<int>(n));
+    return 1;
+  });
 }
 
 ZAB_API int C__zabGetLastError(zabHandle_t pzab) {
-  ZabObject* o = obj(pzab);
-  if (!o) return 0;
-  int e = o->lastError;
-  o->lastError = 0;
-  return e;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o) return 0;
+    int e = o->lastError;
+    o->lastError = 0;
+    return e;
+  });
 }
 
 ZAB_API int C__zabErrorCount(zabHandle_t pzab) {
-  ZabObject* o = obj(pzab);
-  return o ? o->errorCount : 0;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    return o ? o->errorCount : 0;
+  });
 }
 
 // ---- write side -------------------------------------------------------
 
 ZAB_API int D__zabOpenWrite(zabHandle_t pzab, const unsigned char* fileName,
                             const unsigned char* producer, int* errNr) {
-  ZabObject* o = obj(pzab);
-  put(errNr, 0);
-  if (!o) {
-    put(errNr, static_cast<int>(zablib::kErrBadArgument));
-    return 0;
-  }
-  if (o->reader.isOpen() || o->writer.isOpen()) {
-    o->fail(zablib::kErrFileOpen, "a file is open already; close it first");
-    put(errNr, o->lastError);
-    return 0;
-  }
-  o->errorCount = 0;
-  ZabError e;
-  o->writer.setSpecials(o->specials);
-  if (!o->writer.open(std::string(inStr(fileName)), inStr(producer), e)) {
-    o->fail(e);
-    put(errNr, e.code);
-    return 0;
-  }
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(errNr, static_cast<int>(zablib::kErrNoMemory));  // until the outcome is known
+    if (!o) {
+      put(errNr, static_cast<int>(zablib::kErrBadArgument));
+      return 0;
+    }
+    if (o->reader.isOpen() || o->writer.isOpen()) {
+      o->fail(zablib::kErrFileOpen, "a file is open already; close it first");
+      put(errNr, o->lastError);
+      return 0;
+    }
+    o->errorCount = 0;
+    ZabError e;
+    o->writer.setSpecials(o->specials);
+    if (!o->writer.open(std::string(inStr(fileName)), inStr(producer), e)) {
+      o->fail(e);
+      put(errNr, e.code);
+      return 0;
+    }
+    put(errNr, 0);
+    return 1;
+  });
 }
 
 ZAB_API int C__zabUELRegisterStrStart(zabHandle_t pzab) {
-  ZabObject* o = obj(pzab);
-  return o && needWrite(o) ? 1 : 0;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    return o && needWrite(o) ? 1 : 0;
+  });
 }
 
 ZAB_API int D__zabUELRegisterStr(zabHandle_t pzab, const unsigned char* uel, int* uelNr) {
-  ZabObject* o = obj(pzab);
-  put(uelNr, -1);
-  if (!o || !needWrite(o)) return 0;
-  ZabError e;
-  uint32_t n = 0;
-  if (!o->writer.registerLabel(inStr(uel), n, e)) return o->fail(e);
-  put(uelNr, static_cast<int>(n));
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(uelNr, -1);
+    if (!o || !needWrite(o)) return 0;
+    ZabError e;
+    uint32_t n = 0;
+    if (!o->writer.registerLabel(inStr(uel), n, e)) return o->fail(e);
+    put(uelNr, static_cast<int>(n));
+    return 1;
+  });
 }
 
 ZAB_API int C__zabUELRegisterDone(zabHandle_t pzab) {
-  ZabObject* o = obj(pzab);
-  return o && needWrite(o) ? 1 : 0;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    return o && needWrite(o) ? 1 : 0;
+  });
 }
 
 ZAB_API int D__zabAddSetText(zabHandle_t pzab, const unsigned char* text, int* textNr) {
-  ZabObject* o = obj(pzab);
-  put(textNr, 0);
-  if (!o || !needWrite(o)) return 0;
-  ZabError e;
-  uint32_t n = 0;
-  if (!o->writer.addText(inStr(text), n, e)) return o->fail(e);
-  put(textNr, static_cast<int>(n));
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(textNr, 0);
+    if (!o || !needWrite(o)) return 0;
+    ZabError e;
+    uint32_t n = 0;
+    if (!o->writer.addText(inStr(text), n, e)) return o->fail(e);
+    put(textNr, static_cast<int>(n));
+    return 1;
+  });
 }
 
 ZAB_API int D__zabDataWriteStrStart(zabHandle_t pzab, const unsigned char* name,
                                     const unsigned char* text, int dim, int type, int userInfo) {
-  ZabObject* o = obj(pzab);
-  return o ? startWrite(o, name, text, dim, type, userInfo) : 0;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    return o ? startWrite(o, name, text, dim, type, userInfo) : 0;
+  });
 }
 
 ZAB_API int D__zabDataWriteRawStart(zabHandle_t pzab, const unsigned char* name,
                                     const unsigned char* text, int dim, int type, int userInfo) {
-  ZabObject* o = obj(pzab);
-  return o ? startWrite(o, name, text, dim, type, userInfo) : 0;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    return o ? startWrite(o, name, text, dim, type, userInfo) : 0;
+  });
 }
 
 ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys, const double* values) {
-  ZabObject* o = obj(pzab);
-  if (!o || !values) return 0;
-  if (!o->writer.inSymbol()) return o->fail(zablib::kErrNoWrite, "no symbol write in progress");
-  const int dim = o->writer.currentDim();
-  if (dim > 0 && !keys) return o->fail(zablib::kErrBadArgument, "no key array given");
-  std::string_view ks[ZAB_MAXDIM];
-  for (int i = 0; i < dim; ++i) ks[i] = inStr(keys + 256 * i);
-  ZabError e;
-  if (!o->writer.addRecordStr(ks, values, e)) return o->fail(e);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !values) return 0;
+    if (!o->writer.inSymbol()) return o->fail(zablib::kErrNoWrite, "no symbol write in progress");
+    const int dim = o->writer.currentDim();
+    if (dim > 0 && !keys) return o->fail(zablib::kErrBadArgument, "no key array given");
+    std::string_view ks[ZAB_MAXDIM];
+    for (int i = 0; i < dim; ++i) ks[i] = inStr(keys + 256 * i);
+    ZabError e;
+    if (!o->writer.addRecordStr(ks, values, e)) return o->fail(e);
+    return 1;
+  });
 }
 
 ZAB_API int C__zabDataWriteRaw(zabHandle_t pzab, const int* keys, const double* values) {
-  ZabObject* o = obj(pzab);
-  if (!o || !keys || !values) return 0;
-  ZabError e;
-  if (!o->writer.addRecord(reinterpret_cast<const uint32_t*>(keys), values, e)) return o->fail(e);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !keys || !values) return 0;
+    ZabError e;
+    if (!o->writer.addRecord(reinterpret_cast<const uint32_t*>(keys), values, e)) return o->fail(e);
+    return 1;
+  });
 }
 
 ZAB_API int C__zabDataWriteDone(zabHandle_t pzab) {
-  ZabObject* o = obj(pzab);
-  if (!o) return 0;
-  ZabError e;
-  if (!o->writer.endSymbol(e)) return o->fail(e);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o) return 0;
+    ZabError e;
+    if (!o->writer.endSymbol(e)) return o->fail(e);
+    return 1;
+  });
 }
 
 ZAB_API int D__zabAddAlias(zabHandle_t pzab, const unsigned char* setName,
                            const unsigned char* aliasName, const unsigned char* text) {
-  ZabObject* o = obj(pzab);
-  if (!o || !needWrite(o)) return 0;
-  ZabError e;
-  if (!o->writer.addAlias(inStr(setName), inStr(aliasName), inStr(text), 0, e)) return o->fail(e);
-  return 1;
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !needWrite(o)) return 0;
+    ZabError e;
+    if (!o->writer.addAlias(inStr(setName), inStr(aliasName), inStr(text), 0, e)) return o->fail(e);
+    return 1;
+  });
 }
 
 }  // extern "C"

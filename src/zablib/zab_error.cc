@@ -64,6 +64,8 @@ std::string errorText(int code) {
       return "a symbol write is still in progress";
     case kErrBadArgument:
       return "invalid argument";
+    case kErrNoMemory:
+      return "out of memory";
     case kErrCreateFile:
       return "cannot create the file";
     case kErrWriteIo:

@@ -43,6 +43,7 @@ enum ErrorCode : int {
   kErrNoWrite = 205,       // no symbol write in progress
   kErrWriteActive = 206,   // a symbol write is still in progress
   kErrBadArgument = 207,   // null pointer or invalid argument
+  kErrNoMemory = 208,      // out of memory
   // writing
   kErrCreateFile = 301,   // cannot create the file
   kErrWriteIo = 302,      // write failed
