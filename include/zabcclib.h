@@ -120,6 +120,10 @@ ZAB_API int D__zabSymbolInfoX(zabHandle_t pzab, int symNr, int* recordCount, int
                               unsigned char* text);
 ZAB_API int D__zabFindSymbol(zabHandle_t pzab, const unsigned char* name, int* symNr);
 ZAB_API int C__zabDataReadStrStart(zabHandle_t pzab, int symNr, int* recordCount);
+/* Next record of the read: result 0 when none is left. Every key of the
+ * record is written (dimension short strings); *firstChanged is the 1-based
+ * position of the first key that differs from the previous record of this
+ * read (1 for the first record and for scalars). */
 ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* values,
                               int* firstChanged);
 ZAB_API int C__zabDataReadRawStart(zabHandle_t pzab, int symNr, int* recordCount);
@@ -129,7 +133,9 @@ ZAB_API int D__zabGetElemText(zabHandle_t pzab, int textNr, unsigned char* text,
 ZAB_API int D__zabUMUelGet(zabHandle_t pzab, int uelNr, unsigned char* uel, int* userMap);
 ZAB_API int D__zabUMFindUEL(zabHandle_t pzab, const unsigned char* uel, int* uelNr,
                             int* userMap);
+/* The number of the object's last error, which is then cleared (0: none). */
 ZAB_API int C__zabGetLastError(zabHandle_t pzab);
+/* Errors since the last zabOpenRead / zabOpenWrite. */
 ZAB_API int C__zabErrorCount(zabHandle_t pzab);
 
 /* ---- write side -------------------------------------------------------- */
