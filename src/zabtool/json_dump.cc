@@ -140,9 +140,28 @@ bool notUtf8(std::string& error, const std::string& what) {
   return false;
 }
 
+// Every string of the file must be UTF-8 to be written as JSON; checked
+// before anything is written, so that a refused file gives no output.
+bool allUtf8(const zablib::ZabReader& r, std::string& error) {
+  for (uint32_t i = 1; i <= r.labelCount(); ++i) {
+    if (!validUtf8(r.label(i))) return notUtf8(error, "label " + std::to_string(i));
+  }
+  for (uint32_t i = 1; i <= r.textCount(); ++i) {
+    if (!validUtf8(r.text(i))) return notUtf8(error, "element text " + std::to_string(i));
+  }
+  for (uint32_t s = 1; s <= r.symbolCount(); ++s) {
+    if (!validUtf8(r.symbol(s).name))
+      return notUtf8(error, "the name of symbol " + std::to_string(s));
+    if (!validUtf8(r.symbol(s).text))
+      return notUtf8(error, "the text of symbol " + std::to_string(s));
+  }
+  return true;
+}
+
 }  // namespace
 
 bool dumpJson(const zablib::ZabReader& r, FILE* f, std::string& error) {
+  if (!allUtf8(r, error)) return false;
   JsonOut o(f);
   o.raw("{\n  \"uels\": [");
   for (uint32_t i = 1; i <= r.labelCount(); ++i) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "zab_test_util.h"
+#include "zablib/zab_writer.h"
 
 namespace {
 
@@ -209,6 +210,36 @@ TEST(JsonErrorsFile, ParseErrorNamesTheFileAndPlace) {
   EXPECT_FALSE(zabtool::buildFromJsonFile(dir.file("bad.json"), dir.file("o.zab"), error));
   EXPECT_EQ(error.rfind(dir.file("bad.json") + ": invalid JSON: ", 0), 0u) << error;
   EXPECT_NE(error.find("line 3"), std::string::npos) << error;
+}
+
+}  // namespace
+
+namespace {
+
+// A label that is not UTF-8 (possible through the library, not through
+// JSON): dump refuses the file before writing anything.
+TEST(DumpErrors, NonUtf8LabelIsRefusedWithoutOutput) {
+  zabtest::ScratchDir dir;
+  zablib::ZabWriter w;
+  zablib::ZabError err;
+  ASSERT_TRUE(w.open(dir.file("b.zab"), "", err));
+  uint32_t nr;
+  ASSERT_TRUE(w.registerLabel("ok", nr, err));
+  ASSERT_TRUE(w.registerLabel("bad\xff", nr, err));
+  ASSERT_TRUE(w.close(err)) << err.text;
+  std::string error;
+  EXPECT_FALSE(zabtool::dumpJsonFile(dir.file("b.zab"), dir.file("b.json"), error));
+  EXPECT_EQ(error, "label 2 is not valid UTF-8 and cannot be written as JSON");
+  EXPECT_EQ(dir.entryCount(), 1);  // only b.zab
+  zablib::ZabReader r;
+  ASSERT_TRUE(r.open(dir.file("b.zab"), err));
+  char* buf = nullptr;
+  size_t len = 0;
+  FILE* f = open_memstream(&buf, &len);
+  EXPECT_FALSE(zabtool::dumpJson(r, f, error));
+  std::fclose(f);
+  EXPECT_EQ(len, 0u);
+  std::free(buf);
 }
 
 }  // namespace
