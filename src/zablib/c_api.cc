@@ -353,10 +353,7 @@ ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* val
     if (!o || !keys || !values) return 0;
     if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
     int f = o->cursor.next(values, o->specials);
-    if (f == 0) {
-      o->reading = false;
-      return 0;
-    }
+    if (f == 0) return 0;  // no record left; further calls keep answering 0
     const uint32_t* k = o->cursor.keys();
     const uint32_t d = o->cursor.dim();
     // Every key is written, not only those from the first changed position on:
@@ -378,10 +375,7 @@ ZAB_API int C__zabDataReadRaw(zabHandle_t pzab, int* keys, double* values, int* 
     if (!o || !keys || !values) return 0;
     if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
     int f = o->cursor.next(values, o->specials);
-    if (f == 0) {
-      o->reading = false;
-      return 0;
-    }
+    if (f == 0) return 0;  // no record left; further calls keep answering 0
     const uint32_t* k = o->cursor.keys();
     const uint32_t d = o->cursor.dim();
     for (uint32_t i = 0; i < d; ++i) keys[i] = static_cast<int>(k[i]);

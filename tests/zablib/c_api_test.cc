@@ -281,6 +281,8 @@ TEST_F(CApi, ScalarReportsFirstDimensionOne) {
   EXPECT_EQ(v[ZAB_VAL_UPPER], 3e300);
   EXPECT_EQ(v[ZAB_VAL_SCALE], 1);
   EXPECT_EQ(C__zabDataReadRaw(h_, k, v, &f), 0);
+  EXPECT_EQ(C__zabDataReadRaw(h_, k, v, &f), 0);  // the end is not an error
+  EXPECT_EQ(C__zabGetLastError(h_), 0);
 }
 
 TEST_F(CApi, StringReadMatchesRawRead) {
