@@ -8,14 +8,15 @@
 
 namespace core {
 
-// Bump allocation of the strings in 64 KiB blocks, freed all at once by
-// clear(): each string takes exactly its length plus one byte.
+// Bump allocation of the strings, freed all at once by clear(): each string
+// takes exactly its length plus one byte. Blocks start small (a list of a few
+// names stays small) and double up to 64 KiB.
 class TXStrHashList::StringArena {
  public:
   ~StringArena() { release(); }
   unsigned char* store(std::string_view s) {
     size_t need = s.size() + 1;
-    if (need > room_) newBlock();
+    if (need > room_) newBlock(need);
     unsigned char* p = next_;
     p[0] = static_cast<unsigned char>(s.size());
     if (!s.empty()) std::memcpy(p + 1, s.data(), s.size());
@@ -27,31 +28,38 @@ class TXStrHashList::StringArena {
     while (blocks_) {
       Block* b = blocks_;
       blocks_ = b->prev;
-      delete b;
+      ::operator delete(b);
     }
     next_ = nullptr;
     room_ = 0;
-    blockCount_ = 0;
+    lastSize_ = 0;
+    bytes_ = 0;
   }
-  int64_t memoryUsed() const { return blockCount_ * static_cast<int64_t>(sizeof(Block)); }
+  int64_t memoryUsed() const { return bytes_; }
 
  private:
+  static constexpr size_t kFirstBlock = 512;
+  static constexpr size_t kLargestBlock = 65536;
   struct Block {
     Block* prev;
-    unsigned char bytes[65536 - sizeof(Block*)];
   };
-  void newBlock() {
-    Block* b = new Block;
+  void newBlock(size_t need) {
+    size_t size = lastSize_ == 0 ? kFirstBlock : lastSize_ * 2;
+    if (size > kLargestBlock) size = kLargestBlock;
+    if (size < need + sizeof(Block)) size = need + sizeof(Block);
+    Block* b = static_cast<Block*>(::operator new(size));
     b->prev = blocks_;
     blocks_ = b;
-    next_ = b->bytes;
-    room_ = sizeof b->bytes;
-    ++blockCount_;
+    next_ = reinterpret_cast<unsigned char*>(b + 1);
+    room_ = size - sizeof(Block);
+    lastSize_ = size;
+    bytes_ += static_cast<int64_t>(size);
   }
   Block* blocks_ = nullptr;
   unsigned char* next_ = nullptr;
   size_t room_ = 0;
-  int64_t blockCount_ = 0;
+  size_t lastSize_ = 0;
+  int64_t bytes_ = 0;
 };
 
 namespace {

@@ -105,6 +105,24 @@ TEST(HashList, LongStringsAreCutAt255) {
   EXPECT_EQ(l.indexOf(std::string(256, 'q')), 0);
 }
 
+TEST(HashList, StringsOfEveryLengthKeepTheirBytes) {
+  TXCSStrHashList l;
+  std::vector<std::string> keys;
+  for (int i = 0; i < 5000; ++i) {
+    std::string k(static_cast<size_t>(i % 252), static_cast<char>('a' + i % 26));
+    k += std::to_string(i);
+    keys.push_back(k);  // 1 to 255 bytes
+    ASSERT_EQ(l.add(k), i);
+  }
+  for (int i = 0; i < 5000; ++i) ASSERT_EQ(l.getStringView(i), keys[i]) << i;
+  // A small list stays small: one item block, the smallest table, a small
+  // string block.
+  TXStrHashList small;
+  small.add("a");
+  small.add("b");
+  EXPECT_LT(small.memoryUsed(), 16392 + 256 + 997 * 8 + 1024);
+}
+
 TEST(HashList, BucketsHoldEntriesByHashNewestFirst) {
   for (bool caseSensitive : {false, true}) {
     TXStrHashList ci;
