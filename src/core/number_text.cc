@@ -21,10 +21,11 @@ namespace {
 // A positive double is m * 2^q with m a 53-bit integer (subnormals are
 // normalised first). With 10^k held as a truncated 128-bit mantissa,
 // 10^k ~ P * 2^s, the product m * P * 2^(q+s) is x * 10^k with an error below
-// 2^-64 of one unit; k is chosen so that the integer part has 15 digits. The
-// fraction then decides the rounding, except in the rare window where the
-// error could change the decision (and for exact ties under an inexact power):
-// there the exact conversion of the standard library decides.
+// 2^-64 of one unit; k is chosen from the binary exponent so that the integer
+// part has 15 or 16 digits. The fraction then decides the rounding, except in
+// the rare window where the error could change the decision (which holds the
+// exact ties under an inexact power): there the exact conversion of the
+// standard library decides.
 
 using u128 = unsigned __int128;
 
