@@ -129,6 +129,16 @@ TEST(JsonRoundTrip, ElementTextsNumberedByFirstAppearanceBeforeSorting) {
         {"keys": ["a"], "text": "t1"}]}]})");
 }
 
+TEST(JsonRoundTrip, RepeatsInUelsAndTextsAreOneEntry) {
+  // A label repeated in "uels" (ignoring case) is the same label, a text
+  // repeated in "texts" the same text: the first occurrence keeps its number.
+  roundTrip(R"({"uels": ["a", "A", "b"], "texts": ["t", "t", "u"], "symbols": [
+      {"name": "s", "type": "set", "dim": 1, "records": [{"keys": ["B"], "text": "u"}]}]})",
+            R"({"uels": ["a", "b"], "texts": ["t", "u"], "symbols": [
+      {"name": "s", "type": "set", "dim": 1, "text": "", "userinfo": 0, "records": [
+        {"keys": ["b"], "text": "u"}]}]})");
+}
+
 TEST(JsonRoundTrip, EmptyStringInTextsKeepsItsNumber) {
   roundTrip(R"({"texts": ["", "second"], "symbols": [
       {"name": "s", "type": "set", "dim": 1, "records": [
