@@ -349,6 +349,14 @@ int dblToStr(double x, char* out) {
     return static_cast<int>(p + 3 - out);
   }
 
+  if (a >= 1 && a < 1e15) {
+    // A whole number below 10^15 has at most 15 digits: its text is exact.
+    uint64_t whole = static_cast<uint64_t>(a);
+    if (static_cast<double>(whole) == a) {
+      return static_cast<int>(std::to_chars(p, out + kDblToStrMax, whole).ptr - out);
+    }
+  }
+
   uint64_t n;
   int e;
   digits15(a, n, e);

@@ -158,7 +158,7 @@ TEST(DblToStr, MatchesReferenceOnRandomDoubles) {
   int mismatches = 0;
   for (int i = 0; i < kCount && mismatches < 10; ++i) {
     double x;
-    switch (i % 4) {
+    switch (i % 5) {
       case 0: {  // any bit pattern
         uint64_t bits = rng();
         std::memcpy(&x, &bits, sizeof x);
@@ -170,6 +170,9 @@ TEST(DblToStr, MatchesReferenceOnRandomDoubles) {
         break;
       case 2:  // the decades around the plain-decimal range
         x = std::pow(10.0, near(rng));
+        break;
+      case 3:  // whole numbers of 1 to 16 digits
+        x = static_cast<double>(rng() % (1ull << (rng() % 54)));
         break;
       default: {  // short decimals, as data often holds: n / 10^k
         int64_t n = static_cast<int64_t>(rng() % 100000000000000000ull);
