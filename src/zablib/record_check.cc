@@ -91,28 +91,48 @@ inline bool fastRecord(uint8_t tag, const uint8_t*& p, const uint8_t* end, uint3
   return true;
 }
 
-// The densest shape on its own: consecutive records of key mode 0 with one
-// value of a fixed payload (tag byte below 16). Returns how many it passed.
+// Record sizes by tag byte for the simple shapes: key mode 0 (tag + payload)
+// or key mode 1 with a one-byte delta (tag + delta + payload), with one value
+// of a fixed payload; 0 for every other tag byte.
+struct StepTable {
+  uint8_t step[256] = {};
+  constexpr StepTable() {
+    for (int t = 0; t < 0x20; ++t) {
+      const uint8_t len = kFixedLen[t & kTagValueMask];
+      if (len != kVar) step[t] = static_cast<uint8_t>((t & 0x10 ? 2 : 1) + len);
+    }
+  }
+};
+constexpr StepTable kSteps;
+
+// Consecutive records of the simple shapes, for types other than sets.
+// Returns how many it passed; stops before anything else.
 inline uint64_t tightRun(const uint8_t*& p, const uint8_t* end, uint32_t& lastKey, uint32_t labels,
                          uint64_t limit) {
   const uint8_t* q = p;
   uint32_t k = lastKey;
   uint64_t n = 0;
   while (n < limit && q < end) {
-    // Runs of full doubles: the step does not depend on the loaded tag, so
-    // the processor can work on several records at once.
-    while (n<limit&& static_cast<size_t>(end - q)> 8 && *q == kValDouble && k < labels) {
+    // Runs of full doubles in key order: the step does not depend on the
+    // loaded tag, so the processor works on several records at once.
+    while ((n < limit) && (static_cast<size_t>(end - q) > 8) && (*q == kValDouble) &&
+           (k < labels)) {
       ++k;
       q += 9;
       ++n;
     }
     if (n >= limit || q >= end) break;
     const uint8_t tag = *q;
-    if (tag >= 16) break;
-    const uint8_t len = kFixedLen[tag];
-    if (len == kVar || static_cast<size_t>(end - q) <= len || k >= labels) break;
-    ++k;
-    q += 1 + len;
+    const uint8_t step = kSteps.step[tag];
+    if (step == 0 || static_cast<size_t>(end - q) < step) break;
+    uint32_t delta = 1;
+    if (tag & 0x10) {
+      delta = q[1];
+      if (delta == 0 || delta >= 0x80) break;
+    }
+    if (delta > labels - k) break;
+    k += delta;
+    q += step;
     ++n;
   }
   p = q;
