@@ -114,8 +114,7 @@ ZAB_API int C__zabResetSpecialValues(zabHandle_t pzab);
 ZAB_API int C__zabGetSpecialValues(zabHandle_t pzab, double* specials);
 ZAB_API int C__zabSetSpecialValues(zabHandle_t pzab, const double* specials);
 ZAB_API int C__zabSystemInfo(zabHandle_t pzab, int* symbolCount, int* uelCount);
-ZAB_API int D__zabSymbolInfo(zabHandle_t pzab, int symNr, unsigned char* name, int* dim,
-                             int* type);
+ZAB_API int D__zabSymbolInfo(zabHandle_t pzab, int symNr, unsigned char* name, int* dim, int* type);
 ZAB_API int D__zabSymbolInfoX(zabHandle_t pzab, int symNr, int* recordCount, int* userInfo,
                               unsigned char* text);
 ZAB_API int D__zabFindSymbol(zabHandle_t pzab, const unsigned char* name, int* symNr);
@@ -131,8 +130,7 @@ ZAB_API int C__zabDataReadRaw(zabHandle_t pzab, int* keys, double* values, int* 
 ZAB_API int C__zabDataReadDone(zabHandle_t pzab);
 ZAB_API int D__zabGetElemText(zabHandle_t pzab, int textNr, unsigned char* text, int* node);
 ZAB_API int D__zabUMUelGet(zabHandle_t pzab, int uelNr, unsigned char* uel, int* userMap);
-ZAB_API int D__zabUMFindUEL(zabHandle_t pzab, const unsigned char* uel, int* uelNr,
-                            int* userMap);
+ZAB_API int D__zabUMFindUEL(zabHandle_t pzab, const unsigned char* uel, int* uelNr, int* userMap);
 /* The number of the object's last error, which is then cleared (0: none). */
 ZAB_API int C__zabGetLastError(zabHandle_t pzab);
 /* Errors since the last zabOpenRead / zabOpenWrite. */
@@ -154,14 +152,11 @@ ZAB_API int C__zabUELRegisterDone(zabHandle_t pzab);
 ZAB_API int D__zabAddSetText(zabHandle_t pzab, const unsigned char* text, int* textNr);
 /* Starts a symbol whose records come with label strings as keys. */
 ZAB_API int D__zabDataWriteStrStart(zabHandle_t pzab, const unsigned char* name,
-                                    const unsigned char* text, int dim, int type,
-                                    int userInfo);
-ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys,
-                               const double* values);
+                                    const unsigned char* text, int dim, int type, int userInfo);
+ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys, const double* values);
 /* Starts a symbol whose records come with label numbers as keys. */
 ZAB_API int D__zabDataWriteRawStart(zabHandle_t pzab, const unsigned char* name,
-                                    const unsigned char* text, int dim, int type,
-                                    int userInfo);
+                                    const unsigned char* text, int dim, int type, int userInfo);
 ZAB_API int C__zabDataWriteRaw(zabHandle_t pzab, const int* keys, const double* values);
 /* Ends the symbol: sorts its records; a duplicate key fails here. */
 ZAB_API int C__zabDataWriteDone(zabHandle_t pzab);
