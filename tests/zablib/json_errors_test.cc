@@ -16,6 +16,9 @@ struct ErrorCase {
   std::string message;  // the message must start with this
 };
 
+// gtest prints a parameter by its name (not its bytes).
+void PrintTo(const ErrorCase& c, std::ostream* os) { *os << c.name; }
+
 // A symbol list with one symbol `sym` (the text between the brackets).
 std::string one(const std::string& sym) { return R"({"symbols": [)" + sym + "]}"; }
 
