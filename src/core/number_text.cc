@@ -172,27 +172,6 @@ const Pow10Table& powers() {
   return table;
 }
 
-// Bits b .. b+63 of the 192-bit number w (w[0] least significant); bits
-// outside the number read as 0.
-uint64_t bitsAt(const uint64_t w[3], int b) {
-  if (b <= -64 || b >= 192) return 0;
-  if (b < 0) return w[0] << -b;
-  int word = b / 64;
-  int off = b % 64;
-  uint64_t r = w[word] >> off;
-  if (off != 0 && word + 1 < 3) r |= w[word + 1] << (64 - off);
-  return r;
-}
-
-// True when any of the bits 0 .. n-1 of w is set.
-bool anyBelow(const uint64_t w[3], int n) {
-  for (int word = 0; word < 3 && n > 0; ++word, n -= 64) {
-    uint64_t mask = n >= 64 ? ~0ull : ((1ull << n) - 1);
-    if (w[word] & mask) return true;
-  }
-  return false;
-}
-
 enum class Try { kDone, kTooBig, kTooSmall, kUndecided };
 
 // Rounds m * 2^q * 10^k to 15 digits: n (a carry to 10^15 is left to the
@@ -202,19 +181,23 @@ enum class Try { kDone, kTooBig, kTooSmall, kUndecided };
 Try scaleAndRound(uint64_t m, int q, int k, uint64_t& n, int& e) {
   if (k < kMinPow || k > kMaxPow) return Try::kUndecided;
   const Pow10& p = powers().get(k);
-  u128 a = static_cast<u128>(m) * p.lo;
-  u128 b = static_cast<u128>(m) * p.hi;
+  // The product's binary point is brought to bit 134: x * 10^k lies in
+  // [10^14, 10^16), so m * P needs a shift between 126 and 134; m moved up by
+  // the difference still fits 61 bits and the whole part fits w2.
+  int lift = 134 + (q + p.exp2);
+  if (lift < 0 || lift > 8) return Try::kUndecided;
+  uint64_t mm = m << lift;
+  u128 a = static_cast<u128>(mm) * p.lo;
+  u128 b = static_cast<u128>(mm) * p.hi;
   u128 mid = (a >> 64) + static_cast<uint64_t>(b);
-  uint64_t w[3] = {static_cast<uint64_t>(a), static_cast<uint64_t>(mid),
-                   static_cast<uint64_t>(b >> 64) + static_cast<uint64_t>(mid >> 64)};
-  int sh = -(q + p.exp2);  // x * 10^k = w * 2^-sh
-  if (sh < 64 || sh > 191) return Try::kUndecided;
-  uint64_t whole = bitsAt(w, sh);
-  if (sh < 128 && bitsAt(w, sh + 64) != 0) return Try::kTooBig;
+  uint64_t w0 = static_cast<uint64_t>(a);
+  uint64_t w1 = static_cast<uint64_t>(mid);
+  uint64_t w2 = static_cast<uint64_t>(b >> 64) + static_cast<uint64_t>(mid >> 64);
+  uint64_t whole = w2 >> 6;
   if (whole >= 10 * kHigh15) return Try::kTooBig;
   if (whole < kLow15) return Try::kTooSmall;
-  uint64_t frac = bitsAt(w, sh - 64);  // the fraction's first 64 bits
-  bool rest = anyBelow(w, sh - 64);    // any fraction bit after them
+  uint64_t frac = (w2 << 58) | (w1 >> 6);   // the fraction's first 64 bits
+  bool rest = (w1 & 0x3F) != 0 || w0 != 0;  // any fraction bit after them
   // With an inexact power the true product lies above the computed one, by
   // less than 2^-64.
   bool up;
@@ -260,6 +243,35 @@ void exactDigits(double a, uint64_t& n, int& e) {
   e = buf[17] == '-' ? -ex : ex;
 }
 
+// Whole numbers of 16 to 20 digits: the digits dropped decide the rounding
+// exactly. Ties are frequent among them and are undecided by the scaled
+// product, so they come here before the slow path. False for other values.
+bool wholeDigits(double a, uint64_t& n, int& e) {
+  if (a < 1e15 || a >= 18446744073709551616.0) return false;
+  uint64_t whole = static_cast<uint64_t>(a);
+  if (static_cast<double>(whole) != a) return false;
+  uint64_t drop = 10;
+  e = 15;
+  while (whole / drop >= kHigh15) {
+    drop *= 10;
+    ++e;
+  }
+  uint64_t top = whole / drop;
+  uint64_t rest = whole % drop;
+  uint64_t half = drop / 2;
+  n = top + ((rest > half || (rest == half && (top & 1) != 0)) ? 1 : 0);
+  return true;
+}
+
+// The cases the scaled product leaves open.
+void undecided(double a, uint64_t& n, int& e) {
+  if (!wholeDigits(a, n, e)) exactDigits(a, n, e);
+  if (n == kHigh15) {
+    n = kLow15;
+    ++e;
+  }
+}
+
 // The 15 significant digits of a (finite, > 0): a ~ n * 10^(e-14),
 // 10^14 <= n < 10^15.
 void digits15(double a, uint64_t& n, int& e) {
@@ -296,11 +308,11 @@ void digits15(double a, uint64_t& n, int& e) {
         ++k;
         break;
       case Try::kUndecided:
-        exactDigits(a, n, e);
+        undecided(a, n, e);
         return;
     }
   }
-  exactDigits(a, n, e);
+  undecided(a, n, e);
 }
 
 // The digits are laid out in registers, a byte per digit, the first digit in

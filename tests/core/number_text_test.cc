@@ -245,6 +245,29 @@ TEST(DblToStr, ExactTiesRoundToEven) {
   EXPECT_EQ(text(1234567890123445.0), "1.23456789012344E15");
 }
 
+// Whole numbers of 16 to 20 digits, many of them ties (ending in 5, 50,
+// 500, ... below the 15th digit) and their neighbours.
+TEST(DblToStr, LargeWholeNumbersMatchReference) {
+  std::mt19937_64 rng(13);
+  for (int i = 0; i < 300000; ++i) {
+    int digits = 16 + static_cast<int>(rng() % 5);
+    uint64_t scale = 1;
+    for (int d = 15; d < digits; ++d) scale *= 10;  // 10^(digits - 15)
+    uint64_t top = 100000000000000ull + rng() % 900000000000000ull;
+    if (digits == 20 && top > 184467440737095ull) top = 184467440737095ull - rng() % 1000;
+    uint64_t whole = top * scale + scale / 2;  // a tie, if representable
+    for (uint64_t v : {whole, whole - 1, whole + 1, whole + scale / 2 - 1}) {
+      double x = static_cast<double>(v);
+      if (x < 1e15) continue;
+      ASSERT_EQ(text(x), referenceText(x)) << v;
+      ASSERT_EQ(text(-x), referenceText(-x)) << v;
+    }
+  }
+  EXPECT_EQ(text(18446744073709549568.0), "1.84467440737095E19");
+  EXPECT_EQ(text(18446744073709551616.0), "1.84467440737096E19");  // 2^64 itself
+  EXPECT_EQ(text(9999999999999999.0), "1E16");
+}
+
 // A second reference for the rounding itself: the C library's %.14E.
 TEST(DblToStr, DigitsAgreeWithCLibrary) {
   std::mt19937_64 rng(99);
