@@ -46,6 +46,14 @@ struct ZabObject {
 
 ZabObject* obj(zabHandle_t h) { return static_cast<ZabObject*>(h); }
 
+// The end of a read: 0, and an error when the read ended because the file
+// changed under it (the read is over then; a further call is a misuse).
+int endOfRead(ZabObject* o) {
+  if (!o->cursor.lostFile()) return 0;  // no record left; further calls keep answering 0
+  o->reading = false;
+  return o->fail(zablib::kErrFileChanged, o->reader.changedText());
+}
+
 std::string_view inStr(const unsigned char* s) {
   if (!s) return {};
   return std::string_view(reinterpret_cast<const char*>(s + 1), s[0]);
@@ -89,6 +97,7 @@ int startRead(ZabObject* o, int symNr, int* recordCount) {
   o->reading = false;
   if (!needRead(o) || !validSymbol(o, symNr)) return 0;
   uint64_t n = o->cursor.start(o->reader, static_cast<uint32_t>(symNr));
+  if (o->cursor.lostFile()) return o->fail(zablib::kErrFileChanged, o->reader.changedText());
   o->reading = true;
   put(recordCount, static_cast<int>(n));
   return 1;
@@ -353,7 +362,7 @@ ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* val
     if (!o || !keys || !values) return 0;
     if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
     int f = o->cursor.next(values, o->specials);
-    if (f == 0) return 0;  // no record left; further calls keep answering 0
+    if (f == 0) return endOfRead(o);
     const uint32_t* k = o->cursor.keys();
     const uint32_t d = o->cursor.dim();
     // Every key is written, not only those from the first changed position on:
@@ -375,7 +384,7 @@ ZAB_API int C__zabDataReadRaw(zabHandle_t pzab, int* keys, double* values, int* 
     if (!o || !keys || !values) return 0;
     if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
     int f = o->cursor.next(values, o->specials);
-    if (f == 0) return 0;  // no record left; further calls keep answering 0
+    if (f == 0) return endOfRead(o);
     const uint32_t* k = o->cursor.keys();
     const uint32_t d = o->cursor.dim();
     for (uint32_t i = 0; i < d; ++i) keys[i] = static_cast<int>(k[i]);

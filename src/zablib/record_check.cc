@@ -1,5 +1,7 @@
 #include "zablib/record_check.h"
 
+#include <cstring>
+
 #include "zablib/format.h"
 
 namespace zablib {
@@ -144,15 +146,41 @@ inline uint64_t tightRun(const uint8_t*& p, const uint8_t* end, uint32_t& lastKe
 
 bool checkBlock(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end, uint64_t count,
                 BlockFault& fault, bool fast) {
-  uint32_t keys[kMaxDim] = {};
-  const uint8_t* p = begin;
+  BlockChecker c;
+  c.start(spec, begin, end, count, fast);
+  return c.run(end, fault);
+}
+
+void BlockChecker::start(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end,
+                         uint64_t count, bool fast) {
+  spec_ = spec;
+  begin_ = begin;
+  end_ = end;
+  p_ = begin;
+  count_ = count;
+  next_ = 1;
+  fast_ = fast;
+  std::memset(keys_, 0, sizeof keys_);
+}
+
+bool BlockChecker::run(const uint8_t* stop, BlockFault& fault) {
+  // The state lives in locals while the loop runs: the compiler keeps them
+  // in registers, which it could not do for members.
+  const BlockSpec& spec = spec_;
+  const uint8_t* const begin = begin_;
+  const uint8_t* const end = end_;
+  const uint64_t count = count_;
+  const bool fast = fast_;
+  uint32_t keys[kMaxDim];
+  std::memcpy(keys, keys_, sizeof keys);
+  const uint8_t* p = p_;
   const uint32_t d = spec.dim;
   const uint32_t labels = spec.labelCount;
   const bool five = hasFiveValues(spec.type);
   const bool isSet = spec.type == kTypeSet;
   const bool fastOk = fast && d != 0;
   const uint8_t* rec = p;
-  uint64_t r = 1;
+  uint64_t r = next_;
   auto fail = [&](const char* why) {
     fault.record = r;
     fault.offset = static_cast<size_t>(rec - begin);
@@ -162,9 +190,13 @@ bool checkBlock(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end,
   const bool tightOk = fastOk && !isSet;
   while (r <= count) {
     rec = p;
-    if (p >= end) return fail("record runs past the end of the block");
+    if (p >= stop) {
+      if (stop != end) break;  // pause: the next run goes on from here
+      return fail("record runs past the end of the block");
+    }
     if (tightOk && r > 1) {
-      const uint64_t n = tightRun(p, end, keys[d - 1], labels, count - r + 1);
+      // Bounded by `stop`: a record that crosses it takes the paths below.
+      const uint64_t n = tightRun(p, stop, keys[d - 1], labels, count - r + 1);
       if (n != 0) {
         r += n;
         continue;
@@ -253,6 +285,10 @@ bool checkBlock(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end,
     }
     ++r;
   }
+  p_ = p;
+  next_ = r;
+  std::memcpy(keys_, keys, sizeof keys);
+  if (r <= count) return true;
   if (p != end) {
     rec = p;
     r = 0;

@@ -50,6 +50,8 @@ std::string errorText(int code) {
       return "record block malformed";
     case kErrReadIo:
       return "read error";
+    case kErrFileChanged:
+      return "the file changed while it was open";
     case kErrNoFile:
       return "no file is open for this operation";
     case kErrFileOpen:

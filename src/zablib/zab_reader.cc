@@ -66,20 +66,28 @@ bool ZabReader::open(const std::string& path, ZabError& err) {
                                      num(kHeaderSize) + "-byte header of a ZAB file (truncated?)");
   }
   void* m = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
-  int mapErr = errno;
-  ::close(fd);
   if (m == MAP_FAILED) {
+    int mapErr = errno;
+    ::close(fd);
     return err.set(kErrMapFile, "cannot map " + path + ": " + std::strerror(mapErr));
   }
   madvise(m, size, MADV_SEQUENTIAL);
   base_ = static_cast<const uint8_t*>(m);
   size_ = size;
   mapped_ = true;
+  // Kept open for fstat: a change of the file while it is open is refused.
+  fd_ = fd;
+  path_ = path;
+  mtime_ = st.st_mtim;
+  const long page = sysconf(_SC_PAGESIZE);
+  if (page > 0) pageSize_ = static_cast<uint64_t>(page);
   if (!validate(err)) {
     close();
     return false;
   }
   madvise(m, size, MADV_NORMAL);
+  // Everything needed later was copied out; records refault when read.
+  release(base_, base_ + size_);
   return true;
 }
 
@@ -106,9 +114,15 @@ bool ZabReader::openMemory(const void* data, size_t size, ZabError& err) {
 
 void ZabReader::close() {
   if (base_ && mapped_) munmap(const_cast<uint8_t*>(base_), size_);
+  if (fd_ >= 0) ::close(fd_);
   base_ = nullptr;
   size_ = 0;
   mapped_ = false;
+  fd_ = -1;
+  path_.clear();
+  mtime_ = {};
+  tables_.reset();
+  tablesAt_ = 0;
   labels_.clear();
   labels_.shrink_to_fit();
   texts_.clear();
@@ -126,6 +140,35 @@ uint32_t ZabReader::findLabel(std::string_view name) const {
 
 uint32_t ZabReader::findSymbol(std::string_view name) const {
   return symbolIndex_.find(name, [this](uint32_t n) { return symbols_[n - 1].name; });
+}
+
+void ZabReader::release(const uint8_t* from, const uint8_t* to) const {
+  if (!mapped_) return;
+  const uint64_t mask = pageSize_ - 1;
+  const uint64_t lo = static_cast<uint64_t>(from - base_) & ~mask;
+  uint64_t hi = static_cast<uint64_t>(to - base_);
+  hi = to == base_ + size_ ? (hi + mask) & ~mask : hi & ~mask;
+  if (hi <= lo) return;
+  // Read-only private mapping: nothing to lose, the pages refault from the
+  // page cache. A failure only means the pages stay resident.
+  madvise(const_cast<uint8_t*>(base_ + lo), hi - lo, MADV_DONTNEED);
+}
+
+bool ZabReader::changed() const {
+  if (fd_ < 0) return false;
+  struct stat st;
+  if (fstat(fd_, &st) != 0) return false;  // cannot tell; the open file is still there
+  return static_cast<uint64_t>(st.st_size) != size_ || st.st_mtim.tv_sec != mtime_.tv_sec ||
+         st.st_mtim.tv_nsec != mtime_.tv_nsec;
+}
+
+std::string ZabReader::changedText() const {
+  struct stat st;
+  if (fd_ >= 0 && fstat(fd_, &st) == 0 && static_cast<uint64_t>(st.st_size) != size_)
+    return path_ + " changed while it was open: it is now " +
+           num(static_cast<uint64_t>(st.st_size)) + " bytes, it had " + num(size_) +
+           " when it was opened";
+  return path_ + " changed while it was open: it was modified after it was opened";
 }
 
 std::string ZabReader::symbolWhere(uint32_t nr) const {
@@ -202,12 +245,32 @@ bool ZabReader::checkHeader(ZabError& err) {
   const uint64_t labelsAt = kHeaderSize + recordsSize_;
   const uint64_t textsAt = labelsAt + labelsSize_;
   const uint64_t symbolsAt = textsAt + textsSize_;
-  if (crc32c(0, base_ + labelsAt, labelsSize_) != load32(h + hdr::kLabelsCrcAt))
+  const uint32_t labelsCrc = load32(h + hdr::kLabelsCrcAt);
+  const uint32_t textsCrc = load32(h + hdr::kTextsCrcAt);
+  const uint32_t symbolsCrc = load32(h + hdr::kSymbolsCrcAt);
+  // The checksums are taken of the copy, so what was checked is what is used.
+  if (!copyTables(err)) return false;
+  if (crc32c(0, tableAt(labelsAt), labelsSize_) != labelsCrc)
     return err.set(kErrLabelsCrc, "label table: checksum mismatch at offset " + num(labelsAt));
-  if (crc32c(0, base_ + textsAt, textsSize_) != load32(h + hdr::kTextsCrcAt))
+  if (crc32c(0, tableAt(textsAt), textsSize_) != textsCrc)
     return err.set(kErrTextsCrc, "element-text table: checksum mismatch at offset " + num(textsAt));
-  if (crc32c(0, base_ + symbolsAt, symbolsSize_) != load32(h + hdr::kSymbolsCrcAt))
+  if (crc32c(0, tableAt(symbolsAt), symbolsSize_) != symbolsCrc)
     return err.set(kErrSymbolsCrc, "symbol table: checksum mismatch at offset " + num(symbolsAt));
+  return true;
+}
+
+bool ZabReader::copyTables(ZabError& err) {
+  tablesAt_ = kHeaderSize + recordsSize_;
+  const uint64_t n = size_ - tablesAt_;
+  tables_.reset(new uint8_t[n]);
+  for (uint64_t done = 0; done < n;) {
+    if (changed()) return err.set(kErrFileChanged, changedText());
+    const uint64_t step = n - done < kReleaseStep ? n - done : kReleaseStep;
+    const uint8_t* from = base_ + tablesAt_ + done;
+    std::memcpy(tables_.get() + done, from, step);
+    done += step;
+    release(from, from + step);
+  }
   return true;
 }
 
@@ -215,12 +278,12 @@ bool ZabReader::readStringTable(uint64_t at, uint64_t size, uint32_t count, bool
                                 std::vector<const uint8_t*>& out, ZabError& err) {
   const char* what = isLabels ? "label" : "element text";
   const int code = isLabels ? kErrLabelTable : kErrTextTable;
-  const uint8_t* p = base_ + at;
+  const uint8_t* p = tableAt(at);
   const uint8_t* end = p + size;
   out.reserve(count);
   if (isLabels) labelIndex_.reserve(count);
   for (uint32_t i = 1; i <= count; ++i) {
-    const uint64_t off = static_cast<uint64_t>(p - base_);
+    const uint64_t off = tableOffset(p);
     if (p >= end)
       return err.set(code, std::string(what) + " " + num(i) + " at offset " + num(off) +
                                ": table ends after " + num(i - 1) + " of " + num(count) +
@@ -244,14 +307,14 @@ bool ZabReader::readStringTable(uint64_t at, uint64_t size, uint32_t count, bool
   if (p != end)
     return err.set(code, std::string(what) + " table: " + num(static_cast<uint64_t>(end - p)) +
                              " bytes left over after " + num(count) + " entries, at offset " +
-                             num(static_cast<uint64_t>(p - base_)));
+                             num(tableOffset(p)));
   return true;
 }
 
 bool ZabReader::readSymbolTable(uint64_t at, uint64_t size, uint32_t count, ZabError& err) {
-  const uint8_t* p = base_ + at;
+  const uint8_t* p = tableAt(at);
   const uint8_t* end = p + size;
-  auto off = [&] { return num(static_cast<uint64_t>(p - base_)); };
+  auto off = [&] { return num(tableOffset(p)); };
   if (p >= end) return err.set(kErrSymbolTable, "symbol table: empty, producer text missing");
   if (static_cast<uint64_t>(end - p - 1) < p[0])
     return err.set(kErrSymbolTable,
@@ -342,24 +405,81 @@ bool ZabReader::readSymbolTable(uint64_t at, uint64_t size, uint32_t count, ZabE
 }
 
 bool ZabReader::checkBlocks(ZabError& err) {
-  BlockFault fault;
   for (uint32_t i = 1; i <= symbolCount(); ++i) {
-    const SymbolEntry& s = symbols_[i - 1];
-    if (s.type == kTypeAlias) continue;
-    const uint8_t* b = base_ + s.blockOffset;
-    if (crc32c(0, b, s.blockSize) != s.blockCrc)
-      return err.set(kErrBlockCrc, "record block of " + symbolWhere(i) +
-                                       ": checksum mismatch at offset " + num(s.blockOffset));
-    if (!checkBlock(blockSpec(s), b, b + s.blockSize, s.recordCount, fault)) {
-      const std::string at = "offset " + num(s.blockOffset + fault.offset);
-      if (fault.record == 0)
-        return err.set(kErrBlockData,
-                       "record block of " + symbolWhere(i) + ": " + fault.why + ", at " + at);
-      return err.set(kErrBlockData, "record block of " + symbolWhere(i) + ": record " +
-                                        num(fault.record) + " at " + at + ": " + fault.why);
-    }
+    if (symbols_[i - 1].type != kTypeAlias && !checkBlock(i, err)) return false;
   }
   return true;
+}
+
+// Checksum and records of one block, kReleaseStep bytes at a time, each
+// piece released once both are done with it. A checksum mismatch is
+// reported before a fault in the records (damage shows as the former), so
+// after a fault the checksum still runs to the block's end.
+bool ZabReader::checkBlock(uint32_t nr, ZabError& err) {
+  const SymbolEntry& s = symbols_[nr - 1];
+  const uint8_t* const b = base_ + s.blockOffset;
+  const uint8_t* const e = b + s.blockSize;
+  BlockChecker checker;
+  checker.start(blockSpec(s), b, e, s.recordCount);
+  BlockFault fault;
+  bool faulty = false;
+  uint32_t crc = 0;
+  for (const uint8_t* piece = b; piece < e;) {
+    if (changed()) return err.set(kErrFileChanged, changedText());
+    const uint8_t* pieceEnd =
+        static_cast<uint64_t>(e - piece) > kReleaseStep ? piece + kReleaseStep : e;
+    crc = crc32c(crc, piece, static_cast<size_t>(pieceEnd - piece));
+    if (!faulty && !checker.run(pieceEnd, fault)) faulty = true;
+    // The checker may have read on into the next piece: only what both passed goes.
+    const uint8_t* done = faulty || checker.position() > pieceEnd ? pieceEnd : checker.position();
+    release(piece, done);
+    piece = pieceEnd;
+  }
+  if (crc != s.blockCrc)
+    return err.set(kErrBlockCrc, "record block of " + symbolWhere(nr) +
+                                     ": checksum mismatch at offset " + num(s.blockOffset));
+  if (!faulty && !checker.run(e, fault)) faulty = true;  // an empty block, or the left-over check
+  if (faulty) {
+    const std::string at = "offset " + num(s.blockOffset + fault.offset);
+    if (fault.record == 0)
+      return err.set(kErrBlockData,
+                     "record block of " + symbolWhere(nr) + ": " + fault.why + ", at " + at);
+    return err.set(kErrBlockData, "record block of " + symbolWhere(nr) + ": record " +
+                                      num(fault.record) + " at " + at + ": " + fault.why);
+  }
+  return true;
+}
+
+uint64_t RecordCursor::start(const ZabReader& r, uint32_t symNr) {
+  const SymbolEntry& s = r.dataSymbol(symNr);
+  const uint8_t* const b = r.data() + s.blockOffset;
+  reader_ = &r;
+  dim_ = s.dim;
+  left_ = 0;
+  lost_ = false;
+  end_ = b + s.blockSize;
+  released_ = b;
+  checkAt_ = s.blockSize > kReleaseStep ? b + kReleaseStep : end_;
+  dec_.start(r.blockSpec(s), b);
+  if (s.recordCount != 0 && r.changed()) {
+    lost_ = true;
+    return 0;
+  }
+  left_ = s.recordCount;
+  return left_;
+}
+
+void RecordCursor::checkpoint() {
+  const uint8_t* const at = dec_.position();
+  reader_->release(released_, at);  // never the page the cursor is in
+  released_ = at;
+  if (at >= end_) return;  // the block is read: next() answers 0 from now on
+  if (reader_->changed()) {
+    lost_ = true;
+    left_ = 0;
+    return;
+  }
+  checkAt_ = static_cast<uint64_t>(end_ - at) > kReleaseStep ? at + kReleaseStep : end_;
 }
 
 }  // namespace zablib

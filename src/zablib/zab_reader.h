@@ -4,16 +4,37 @@
 // header, checksums, every table, and every record of every symbol (tags,
 // label ranges, ascending keys, exact sizes). After a successful open no
 // read can fail or leave the mapped bytes, so RecordCursor does no checks.
-// Memory: the mapping, plus one pointer per label and per text, a hash
-// index over labels and symbol names, and the symbol table; nothing grows
-// with the number of records.
+//
+// Memory: the label, text and symbol tables are copied out of the file
+// (the string_views point into that copy), plus one pointer per label and
+// per text, a hash index over labels and symbol names, and the symbol
+// table; nothing grows with the number of records. The record area is read
+// through a read-only private mapping whose pages are handed back to the
+// system (madvise MADV_DONTNEED) as soon as they are checked or read past,
+// in steps of kReleaseStep: they come back from the page cache if read
+// again. So the resident part of the mapping stays below a few MB whatever
+// the file size. Readers opened with openMemory() never madvise.
+//
+// A file that another process changes while it is open: the reader
+// remembers size and modification time at open and compares them (fstat)
+// before each piece of the check, when a read starts and every
+// kReleaseStep bytes of a read; a change is refused with kErrFileChanged
+// (RecordCursor::lostFile). What remains: a file truncated inside that
+// window (between a comparison and the next) ends the process with SIGBUS
+// when a read touches a page past the new end, and bytes rewritten in
+// place inside that window are read unchecked. That is a limit of reading
+// through a mapping; do not change a ZAB file while a reader has it open.
 //
 // Labels, texts and symbols are numbered from 1. The string_views returned
-// point into the mapping and stay valid until close().
+// point into memory the reader owns and stay valid until close().
 #pragma once
+
+#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +44,10 @@
 #include "zablib/zab_error.h"
 
 namespace zablib {
+
+// Bytes of the record area checked (at open) or read (by a cursor) between
+// two releases of the pages behind and two comparisons of the file's size.
+constexpr uint64_t kReleaseStep = uint64_t{4} << 20;
 
 struct SymbolEntry {
   std::string_view name;
@@ -77,12 +102,29 @@ class ZabReader {
   const uint8_t* data() const { return base_; }
   uint64_t size() const { return size_; }
 
+  // Hands back to the system the whole pages of the mapping that end at or
+  // before the page holding `to`, from the page holding `from` on (so `to`'s
+  // own page stays); to == data() + size() releases through the end. Does
+  // nothing for a reader opened with openMemory().
+  void release(const uint8_t* from, const uint8_t* to) const;
+  // Whether the file's size or modification time differ from those at
+  // open (false for openMemory()), and the text that says how.
+  bool changed() const;
+  std::string changedText() const;
+
  private:
   static std::string_view view(const uint8_t* p) {
     return std::string_view(reinterpret_cast<const char*>(p + 1), p[0]);
   }
+  // Tables: file offset -> place in the copy, and back.
+  const uint8_t* tableAt(uint64_t off) const { return tables_.get() + (off - tablesAt_); }
+  uint64_t tableOffset(const uint8_t* p) const {
+    return tablesAt_ + static_cast<uint64_t>(p - tables_.get());
+  }
   bool validate(ZabError& err);
   bool checkHeader(ZabError& err);
+  bool copyTables(ZabError& err);
+  bool checkBlock(uint32_t nr, ZabError& err);
   bool readStringTable(uint64_t at, uint64_t size, uint32_t count, bool isLabels,
                        std::vector<const uint8_t*>& out, ZabError& err);
   bool readSymbolTable(uint64_t at, uint64_t size, uint32_t count, ZabError& err);
@@ -92,6 +134,16 @@ class ZabReader {
   const uint8_t* base_ = nullptr;
   uint64_t size_ = 0;
   bool mapped_ = false;
+  // mapped files only: the open descriptor (for fstat), its name, the
+  // modification time at open and the page size
+  int fd_ = -1;
+  std::string path_;
+  timespec mtime_ = {};
+  uint64_t pageSize_ = 4096;
+
+  // label, text and symbol tables: a copy of the file from tablesAt_ to its end
+  std::unique_ptr<uint8_t[]> tables_;
+  uint64_t tablesAt_ = 0;
 
   // header fields
   uint64_t recordsSize_ = 0, labelsSize_ = 0, textsSize_ = 0, symbolsSize_ = 0;
@@ -106,31 +158,40 @@ class ZabReader {
 };
 
 // Reads the records of one symbol in stored order. Works on a reader that
-// opened successfully; no checks, no allocation.
+// opened successfully; no checks of the records, no allocation. Every
+// kReleaseStep bytes (and at the block's end) it releases the pages behind
+// it and makes sure the file has not changed; if it has, the read ends
+// early and lostFile() says so.
 class RecordCursor {
  public:
-  // Returns the record count.
-  uint64_t start(const ZabReader& r, uint32_t symNr) {
-    const SymbolEntry& s = r.dataSymbol(symNr);
-    dim_ = s.dim;
-    left_ = s.recordCount;
-    dec_.start(r.blockSpec(s), r.data() + s.blockOffset);
-    return left_;
-  }
+  // Returns the record count; 0 with lostFile() when the file changed.
+  uint64_t start(const ZabReader& r, uint32_t symNr);
   void stop() { left_ = 0; }
-  // Next record: its first changed dimension (1-based), or 0 at the end.
+  // Next record: its first changed dimension (1-based), or 0 at the end
+  // (and when the file changed: see lostFile()).
   int next(double* values, const double* specials) {
     if (left_ == 0) return 0;
     --left_;
-    return dec_.next(values, specials);
+    const int f = dec_.next(values, specials);
+    if (dec_.position() >= checkAt_) checkpoint();
+    return f;
   }
   const uint32_t* keys() const { return dec_.keys(); }
   uint32_t dim() const { return dim_; }
+  // The file changed while this read was going on: the read ended early.
+  bool lostFile() const { return lost_; }
 
  private:
+  void checkpoint();
+
   BlockDecoder dec_;
+  const ZabReader* reader_ = nullptr;
+  const uint8_t* end_ = nullptr;       // end of the block
+  const uint8_t* checkAt_ = nullptr;   // the next checkpoint, at most end_
+  const uint8_t* released_ = nullptr;  // pages before this one are released
   uint64_t left_ = 0;
   uint32_t dim_ = 0;
+  bool lost_ = false;
 };
 
 }  // namespace zablib
