@@ -54,6 +54,8 @@ class TXStrHashList {
   intptr_t getSortedObject(int p);
   void setSortedObject(int p, intptr_t obj);
   int getSortedIndex(int p);  // entry index at sorted position p
+  // Replaces entry i's string (not used by the program); the table is rebuilt
+  // on the next lookup and the sorted order is worked out afresh.
   void renameEntry(int i, std::string_view s);
   int count() const { return count_; }
   int64_t memoryUsed() const;
