@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -381,6 +382,27 @@ TEST_F(CApi, SpecialValues) {
   firsts.clear();
   readRaw(2, keys, firsts, levels);
   EXPECT_EQ(levels[1], 5e300);
+}
+
+TEST_F(CApi, FileChangedWhileOpenRefusesReads) {
+  {
+    std::ofstream grow(dir_.file("t.zab"), std::ios::binary | std::ios::app);
+    grow << 'x';
+  }
+  int count = 9, errors = C__zabErrorCount(h_);
+  EXPECT_EQ(C__zabDataReadStrStart(h_, 3, &count), 0);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(C__zabErrorCount(h_), errors + 1);
+  SS msg;
+  ASSERT_EQ(D__zabErrorStr(h_, 123, msg.p()), 1);
+  EXPECT_NE(msg.str().find("t.zab changed while it was open: it is now"), std::string::npos)
+      << msg.str();
+  EXPECT_EQ(C__zabGetLastError(h_), 123);
+  // What was read at open stays available.
+  SS uel;
+  int map = 0;
+  EXPECT_EQ(D__zabUMUelGet(h_, 1, uel.p(), &map), 1);
+  EXPECT_EQ(uel.str(), "north");
 }
 
 TEST_F(CApi, CloseEndsAccess) {

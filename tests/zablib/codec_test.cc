@@ -238,9 +238,25 @@ TEST(Codec, CheckRefusesMalformedBlocks) {
   EXPECT_TRUE(checkBlock(good2, why)) << why;
 }
 
+// checkBlock's check by BlockChecker in pieces of 1 to `most` bytes.
+bool checkInPieces(const BlockSpec& spec, const std::vector<uint8_t>& m, uint64_t count,
+                   zablib::BlockFault& fault, std::mt19937& rng, size_t most) {
+  zablib::BlockChecker c;
+  const uint8_t* const end = m.data() + m.size();
+  c.start(spec, m.data(), end, count);
+  for (const uint8_t* stop = m.data(); stop < end;) {
+    const size_t step = 1 + rng() % most;
+    stop = static_cast<size_t>(end - stop) > step ? stop + step : end;
+    if (stop < c.position()) continue;
+    if (!c.run(stop, fault)) return false;
+  }
+  return c.run(end, fault);
+}
+
 // Random valid blocks of every type, then every single-byte change of them:
-// the fast and the general check always reach the same verdict, and a block
-// that passes decodes to strictly ascending keys in range.
+// the fast and the general check, whole and in pieces, always reach the
+// same verdict, and a block that passes decodes to strictly ascending keys
+// in range.
 TEST(Codec, FastAndGeneralChecksAgree) {
   std::mt19937 rng(11);
   const double pool[] = {0.0, 1.0, 2.0, -3.0, 0.5, 0.1, 1e300, 3e300, 5e300, 77.0, 1e10, -0.0};
@@ -280,6 +296,8 @@ TEST(Codec, FastAndGeneralChecksAgree) {
       zablib::BlockFault f1, f2;
       ASSERT_TRUE(zablib::checkBlock(spec, buf.data(), buf.data() + buf.size(), keys.size(), f1))
           << f1.why;
+      ASSERT_TRUE(checkInPieces(spec, buf, keys.size(), f1, rng, 1)) << f1.why;
+      ASSERT_TRUE(checkInPieces(spec, buf, keys.size(), f1, rng, 40)) << f1.why;
       for (size_t at = 0; at < buf.size(); ++at) {
         for (int bit = 0; bit < 8; ++bit) {
           std::vector<uint8_t> m = buf;
@@ -291,9 +309,16 @@ TEST(Codec, FastAndGeneralChecksAgree) {
               zablib::checkBlock(spec, m.data(), m.data() + m.size(), keys.size(), f2, false);
           ASSERT_EQ(a, b) << "type " << type << " dim " << dim << " byte " << at << " bit " << bit
                           << ": " << f1.why << " / " << f2.why;
+          zablib::BlockFault f3;
+          const bool c = checkInPieces(spec, m, keys.size(), f3, rng, 1 + at % 16);
+          ASSERT_EQ(a, c) << "in pieces: type " << type << " dim " << dim << " byte " << at
+                          << " bit " << bit << ": " << f1.why << " / " << f3.why;
           if (!a) {
             ASSERT_EQ(f1.record, f2.record);
             ASSERT_STREQ(f1.why, f2.why);
+            ASSERT_EQ(f1.record, f3.record);
+            ASSERT_EQ(f1.offset, f3.offset);
+            ASSERT_STREQ(f1.why, f3.why);
             continue;
           }
           ++passed;
