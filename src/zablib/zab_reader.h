@@ -3,7 +3,8 @@
 // open() maps the file and checks ALL of it before it reports success:
 // header, checksums, every table, and every record of every symbol (tags,
 // label ranges, ascending keys, exact sizes). After a successful open no
-// read can fail or leave the mapped bytes, so RecordCursor does no checks.
+// read can leave the mapped bytes, so RecordCursor does no checks; a read
+// only ends early when the file changed (below).
 //
 // Memory: the label, text and symbol tables are copied out of the file
 // (the string_views point into that copy), plus one pointer per label and
@@ -15,8 +16,9 @@
 // again. So the resident part of the mapping stays below a few MB whatever
 // the file size. Readers opened with openMemory() never madvise.
 //
-// A file that another process changes while it is open: the reader
-// remembers size and modification time at open and compares them (fstat)
+// A file that another process changes while it is open: the reader keeps
+// the file descriptor until close(), remembers size and modification time
+// at open and compares them (fstat)
 // before each piece of the check, when a read starts and every
 // kReleaseStep bytes of a read; a change is refused with kErrFileChanged
 // (RecordCursor::lostFile). What remains: a file truncated inside that
@@ -28,8 +30,6 @@
 // Labels, texts and symbols are numbered from 1. The string_views returned
 // point into memory the reader owns and stay valid until close().
 #pragma once
-
-#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
