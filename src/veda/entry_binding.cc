@@ -100,7 +100,9 @@ void bindDataEntries() {
       continue;
     }
     if (!checkSuffix(name, info.type, d.ormaSuff[i])) continue;
-    driver::run.cnt += info.count;
+    // a 32-bit count: sums past its range wrap around instead of overflowing
+    driver::run.cnt = static_cast<int32_t>(static_cast<uint32_t>(driver::run.cnt) +
+                                           static_cast<uint32_t>(info.count));
   }
   rt::outLn((ShortStr("--- VEDA Cube: DataRecords=") + core::intToStr(driver::run.cnt)).view());
 }

@@ -157,6 +157,15 @@ TEST_F(EntryBindingTest, IndexPositionsFillTheirTabPlaces) {
   EXPECT_EQ(e.type, 2);
 }
 
+TEST_F(EntryBindingTest, RecordCountIsA32BitSumThatWraps) {
+  // 2 x 2,000,000,000 records: the 32-bit count wraps instead of overflowing
+  g_symbols = {{"big", 1, 1, 2000000000}};
+  std::string out =
+      run(std::string(kCube) + "[DataEntries]\nA big i\nB big i\n", [] { bindDataEntries(); });
+  EXPECT_EQ(out, "--- VEDA Cube: DataRecords=-294967296\n");
+  EXPECT_EQ(driver::run.cnt, -294967296);
+}
+
 TEST_F(EntryBindingTest, LiteralFilterAcceptsOnlyItsLabel) {
   int32_t filter[kMaxTuple + 1];
   for (int32_t& f : filter) f = -1;
