@@ -5,6 +5,10 @@
 #include <cstring>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace core {
 
 rt::ShortStr intToStr(int64_t v) {
@@ -167,9 +171,21 @@ class Pow10Table {
   Pow10 table_[kMaxPow - kMinPow + 1];
 };
 
-const Pow10Table& powers() {
+// Built at the first call; the table is then one guarded load away.
+const Pow10Table& buildPowers() {
   static const Pow10Table table;
   return table;
+}
+
+const Pow10Table* powerTable = nullptr;
+
+inline const Pow10Table& powers() {
+  const Pow10Table* t = __atomic_load_n(&powerTable, __ATOMIC_ACQUIRE);
+  if (__builtin_expect(t == nullptr, 0)) {
+    t = &buildPowers();
+    __atomic_store_n(&powerTable, t, __ATOMIC_RELEASE);
+  }
+  return *t;
 }
 
 enum class Try { kDone, kTooBig, kTooSmall, kUndecided };
@@ -315,15 +331,121 @@ void digits15(double a, uint64_t& n, int& e) {
   undecided(a, n, e);
 }
 
-// The digits are laid out in registers, a byte per digit, the first digit in
-// the lowest byte, and stored whole: the text is never read back byte by byte.
+// The common case of digits15, without its loop and with a rounding decision
+// free of data-dependent jumps: a normal double whose first estimate of the
+// power is right (the scaled product has 15 or 16 digits) and whose product
+// decides the rounding. The 16-digit product is cut to 15 digits, the
+// 15-digit one's fraction is scaled by ten, so both round by comparing
+// R = (dropped digit, fraction) with one half, H = 5 * 2^64. With an inexact
+// power the true R lies above the computed one by less than 10 units; the
+// window [H - 10, H) is left to digits15 (as is everything this one declines).
+inline bool digits15Fast(double a, uint64_t& n, int& e) {
+  uint64_t bits;
+  std::memcpy(&bits, &a, sizeof bits);
+  int be = static_cast<int>(bits >> 52) & 0x7FF;
+  if (be == 0) return false;
+  uint64_t m = (bits & ((1ull << 52) - 1)) | (1ull << 52);
+  int q = be - 1075;
+  int k = 14 - (((q + 52) * 78913) >> 18);
+  if (k < kMinPow || k > kMaxPow) return false;
+  const Pow10& p = powers().get(k);
+  int lift = 134 + (q + p.exp2);
+  if (lift < 0 || lift > 8) return false;
+  uint64_t mm = m << lift;
+  u128 lo = static_cast<u128>(mm) * p.lo;
+  u128 hi = static_cast<u128>(mm) * p.hi;
+  u128 mid = (lo >> 64) + static_cast<uint64_t>(hi);
+  uint64_t w0 = static_cast<uint64_t>(lo);
+  uint64_t w1 = static_cast<uint64_t>(mid);
+  uint64_t w2 = static_cast<uint64_t>(hi >> 64) + static_cast<uint64_t>(mid >> 64);
+  uint64_t whole = w2 >> 6;
+  if (whole < kLow15 || whole >= 10 * kHigh15) return false;
+  uint64_t frac = (w2 << 58) | (w1 >> 6);
+  bool rest = ((w1 & 0x3F) | w0) != 0;
+  bool big = whole >= kHigh15;
+  uint64_t div = whole / 10;
+  u128 frac10 = static_cast<u128>(frac) * 10;
+  uint64_t top = big ? div : whole;
+  uint64_t rHi = big ? whole - 10 * div : static_cast<uint64_t>(frac10 >> 64);
+  uint64_t rLo = big ? frac : static_cast<uint64_t>(frac10);
+  if (!p.exact && rHi == 4 && rLo >= ~uint64_t{0} - 9) return false;
+  bool tie = (rHi == 5) & (rLo == 0) & p.exact & !rest & ((top & 1) == 0);
+  n = top + static_cast<uint64_t>((rHi >= 5) & !tie);
+  e = 14 - k + static_cast<int>(big);
+  if (n == kHigh15) {
+    n = kLow15;
+    ++e;
+  }
+  return true;
+}
+
+// The 15 digits of n (10^14 <= n < 10^15) are laid out as the bytes of one
+// 16-byte value, the first digit in byte 0 and byte 15 zero, and stored whole:
+// the text is never written or read back byte by byte.
 static_assert(std::endian::native == std::endian::little, "digit bytes are laid out little-endian");
+
+#if defined(__SSE2__)
+
+using Bytes16 = __m128i;
+
+// Both halves of n (7 and 8 digits) are split into groups of four digits,
+// then every group into its four digits in 16-bit lanes: each lane divides
+// its group by 1000, 100, 10 or 1 with two high multiplications, then takes
+// away ten times its left neighbour.
+inline Bytes16 digitBytes(uint64_t n) {
+  __m128i halves =
+      _mm_set_epi64x(static_cast<int64_t>(n % 100000000u), static_cast<int64_t>(n / 100000000u));
+  // groups: halves / 10000 as x * ceil(2^45 / 10^4) >> 45, exact below 2^32
+  __m128i high = _mm_srli_epi64(_mm_mul_epu32(halves, _mm_set1_epi32(-776530087)), 45);
+  __m128i low = _mm_sub_epi32(halves, _mm_mul_epu32(high, _mm_set1_epi32(10000)));
+  // 16-bit words 0, 2, 4, 6: four times the groups, first to last
+  __m128i groups = _mm_slli_epi32(_mm_or_si128(high, _mm_slli_epi64(low, 32)), 2);
+  __m128i first = _mm_unpacklo_epi16(groups, groups);
+  __m128i second = _mm_unpackhi_epi16(groups, groups);
+  first = _mm_shufflehi_epi16(_mm_shufflelo_epi16(first, 0), 0);
+  second = _mm_shufflehi_epi16(_mm_shufflelo_epi16(second, 0), 0);
+  const __m128i div = _mm_setr_epi16(8389, 5243, 13108, -32768, 8389, 5243, 13108, -32768);
+  const __m128i shift =
+      _mm_setr_epi16(1 << 7, 1 << 11, 1 << 13, -32768, 1 << 7, 1 << 11, 1 << 13, -32768);
+  const __m128i ten = _mm_set1_epi16(10);
+  __m128i a = _mm_mulhi_epu16(_mm_mulhi_epu16(first, div), shift);
+  __m128i b = _mm_mulhi_epu16(_mm_mulhi_epu16(second, div), shift);
+  a = _mm_sub_epi16(a, _mm_slli_epi64(_mm_mullo_epi16(a, ten), 16));
+  b = _mm_sub_epi16(b, _mm_slli_epi64(_mm_mullo_epi16(b, ten), 16));
+  __m128i digits = _mm_add_epi8(_mm_packus_epi16(a, b), _mm_set1_epi8('0'));
+  return _mm_srli_si128(digits, 1);  // the leading zero of the first half goes
+}
+
+// Significant digits: all but the trailing "0" bytes (the first is never 0).
+inline int significantDigits(Bytes16 d) {
+  unsigned zeros = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(d, _mm_set1_epi8('0'))));
+  return 32 - __builtin_clz(~zeros & 0x7FFFu);
+}
+
+inline void store16(char* p, Bytes16 d) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), d); }
+
+// 0xFF bytes then zero bytes: the 16 bytes at kFill + 16 - w keep bytes below w.
+alignas(64) constexpr unsigned char kFill[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                                 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+
+// d with a "." inserted before byte w (1 <= w <= 14).
+inline Bytes16 withDot(Bytes16 d, int w) {
+  __m128i below = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kFill + 16 - w));
+  __m128i upTo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kFill + 15 - w));
+  __m128i dot = _mm_and_si128(_mm_andnot_si128(below, upTo), _mm_set1_epi8('.'));
+  return _mm_or_si128(_mm_or_si128(_mm_and_si128(d, below), dot),
+                      _mm_andnot_si128(upTo, _mm_slli_si128(d, 1)));
+}
+
+#else
+
+using Bytes16 = u128;
 
 constexpr uint64_t kZeroBytes = 0x3030303030303030ull;
 
 // The eight decimal digits of v < 10^8 as ASCII bytes: halves, quarters and
 // single digits split off lane by lane with multiply-and-shift divisions.
-uint64_t eightDigits(uint32_t v) {
+inline uint64_t eightDigits(uint32_t v) {
   uint64_t x = v;
   uint64_t merged = (x / 10000) | ((x % 10000) << 32);
   uint64_t hundreds = ((merged * 10486) >> 20) & 0x0000007F0000007Full;
@@ -333,14 +455,27 @@ uint64_t eightDigits(uint32_t v) {
   return merged + kZeroBytes;
 }
 
-// Writes the 16 bytes of d at p (the caller's buffer has the room).
-inline void store16(char* p, u128 d) { std::memcpy(p, &d, sizeof d); }
+inline Bytes16 digitBytes(uint64_t n) {
+  // hi holds "0" and the first 7 digits, lo the last 8
+  uint64_t hi = eightDigits(static_cast<uint32_t>(n / 100000000u));
+  uint64_t lo = eightDigits(static_cast<uint32_t>(n % 100000000u));
+  return (hi >> 8) | (static_cast<u128>(lo) << 56);
+}
 
-// d with a "." inserted before byte w (1 <= w <= 14).
-inline u128 withDot(u128 d, int w) {
+inline int significantDigits(Bytes16 d) {
+  uint64_t lo = static_cast<uint64_t>(d) ^ kZeroBytes;
+  uint64_t hi = static_cast<uint64_t>(d >> 64) ^ (kZeroBytes >> 8);
+  return hi != 0 ? 16 - __builtin_clzll(hi) / 8 : 8 - __builtin_clzll(lo) / 8;
+}
+
+inline void store16(char* p, Bytes16 d) { std::memcpy(p, &d, sizeof d); }
+
+inline Bytes16 withDot(Bytes16 d, int w) {
   u128 low = (u128{1} << (8 * w)) - 1;
   return (d & low) | (u128{'.'} << (8 * w)) | ((d & ~low) << 8);
 }
+
+#endif
 
 }  // namespace
 
@@ -371,14 +506,9 @@ int dblToStr(double x, char* out) {
 
   uint64_t n;
   int e;
-  digits15(a, n, e);
-  // hi holds "0" and the first 7 digits, lo the last 8.
-  uint64_t hi = eightDigits(static_cast<uint32_t>(n / 100000000u));
-  uint64_t lo = eightDigits(static_cast<uint32_t>(n % 100000000u));
-  u128 d = (hi >> 8) | (static_cast<u128>(lo) << 56);  // the 15 digits, byte 15 zero
-  // Significant digits: all but the trailing "0" bytes (the first is never 0).
-  int nd = (lo ^ kZeroBytes) != 0 ? 15 - __builtin_clzll(lo ^ kZeroBytes) / 8
-                                  : 7 - __builtin_clzll(hi ^ kZeroBytes) / 8;
+  if (!digits15Fast(a, n, e)) digits15(a, n, e);
+  Bytes16 d = digitBytes(n);
+  int nd = significantDigits(d);
 
   if (a >= 1e-4 && a < 1e15) {
     if (e >= 0) {

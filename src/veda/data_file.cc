@@ -1,9 +1,11 @@
 #include "veda/data_file.h"
 
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "core/number_text.h"
 #include "driver/run_state.h"
 #include "runtime/console.h"
 #include "vdd/definition.h"
@@ -28,6 +30,42 @@ inline bool countsAsZero(double v) {
   if (v == 0) return true;
   int s = zab::specialIndex(v, driver::run.specialvalues);
   return s >= 0 && vdd::def.specialValueMapping.isZero[s];
+}
+
+// Appends a field at p and returns the end. The room after p is always large
+// enough; the source is read only inside the field. Fields of 4 to 16 bytes
+// (the usual quoted labels) go by two overlapping fixed-size copies instead of
+// a call.
+inline char* appendField(char* p, std::string_view field) {
+  const char* s = field.data();
+  size_t n = field.size();
+  if (n >= 8 && n <= 16) {
+    uint64_t head, tail;
+    std::memcpy(&head, s, 8);
+    std::memcpy(&tail, s + n - 8, 8);
+    std::memcpy(p, &head, 8);
+    std::memcpy(p + n - 8, &tail, 8);
+  } else if (n >= 4 && n < 8) {
+    uint32_t head, tail;
+    std::memcpy(&head, s, 4);
+    std::memcpy(&tail, s + n - 4, 4);
+    std::memcpy(p, &head, 4);
+    std::memcpy(p + n - 4, &tail, 4);
+  } else {
+    std::memcpy(p, s, n);
+  }
+  return p + n;
+}
+
+// Below this magnitude no value can equal one of the run's special values:
+// the smallest magnitude among them (NaN matches nothing and is left out).
+double plainValueBound(const double specials[5]) {
+  double bound = HUGE_VAL;
+  for (int i = 0; i < 5; ++i) {
+    double m = std::fabs(specials[i]);
+    if (m < bound) bound = m;
+  }
+  return bound;
 }
 
 // One tab that the current entry fills: its places, the index positions that
@@ -68,6 +106,7 @@ class LineWriter {
     BoundEntry e;
     if (!bindEntry(entry, e)) return;
     prepareFields(entry);
+    plainBelow_ = plainValueBound(driver::run.specialvalues);
     vdd::Definition& d = vdd::def;
     const bool valueDim2 = d.options.valueDim == 2;
     const bool lm = d.ormaSuff[entry] == 5;
@@ -97,12 +136,12 @@ class LineWriter {
       for (int t = 1; t <= numTabs; ++t) {
         std::string_view field =
             fill_[t] >= 0 ? buildTab(tabs_[fill_[t]], keys) : std::string_view(staticField_[t]);
-        std::memcpy(p, field.data(), field.size());
-        p += field.size();
+        p = appendField(p, field);
         *p++ = ',';
       }
       if (!valueDim2) {
-        p += formatDataValue(vals[e.j - 1], p);
+        double v = vals[e.j - 1];
+        p += std::fabs(v) < plainBelow_ ? core::dblToStr(v, p) : formatDataValue(v, p);
       } else {
         p += formatDataValue(lm ? vals[0] : vals[e.j - 1], p);
         *p++ = ',';
@@ -193,6 +232,7 @@ class LineWriter {
   std::vector<char> chunk_;
   size_t used_ = 0;
   size_t maxLine_ = 0;
+  double plainBelow_ = 0;                 // a value of smaller magnitude is never special
   std::vector<std::string> staticField_;  // per tab: filler or attribute
   std::vector<int> fill_;                 // per tab: index into tabs_, or -1
   std::vector<TabFill> tabs_;
