@@ -35,7 +35,7 @@ enum ErrorCode : int {
   kErrBlockCrc = 120,         // record block checksum mismatch
   kErrBlockData = 121,        // record block malformed
   kErrReadIo = 122,           // read error
-  kErrFileChanged = 123,      // the file changed size or was modified while open
+  kErrFileChanged = 123,      // the file changed size while open
   // use of the object
   kErrNoFile = 201,        // no file open (in the needed mode)
   kErrFileOpen = 202,      // a file is open already

@@ -75,10 +75,9 @@ bool ZabReader::open(const std::string& path, ZabError& err) {
   base_ = static_cast<const uint8_t*>(m);
   size_ = size;
   mapped_ = true;
-  // Kept open for fstat: a change of the file while it is open is refused.
+  // Kept open for fstat: a file whose size changes while it is open is refused.
   fd_ = fd;
   path_ = path;
-  mtime_ = st.st_mtim;
   const long page = sysconf(_SC_PAGESIZE);
   if (page > 0) pageSize_ = static_cast<uint64_t>(page);
   if (!validate(err)) {
@@ -120,7 +119,6 @@ void ZabReader::close() {
   mapped_ = false;
   fd_ = -1;
   path_.clear();
-  mtime_ = {};
   tables_.reset();
   tablesAt_ = 0;
   labels_.clear();
@@ -158,8 +156,7 @@ bool ZabReader::changed() const {
   if (fd_ < 0) return false;
   struct stat st;
   if (fstat(fd_, &st) != 0) return false;  // cannot tell; the open file is still there
-  return static_cast<uint64_t>(st.st_size) != size_ || st.st_mtim.tv_sec != mtime_.tv_sec ||
-         st.st_mtim.tv_nsec != mtime_.tv_nsec;
+  return static_cast<uint64_t>(st.st_size) != size_;
 }
 
 std::string ZabReader::changedText() const {
@@ -168,7 +165,7 @@ std::string ZabReader::changedText() const {
     return path_ + " changed while it was open: it is now " +
            num(static_cast<uint64_t>(st.st_size)) + " bytes, it had " + num(size_) +
            " when it was opened";
-  return path_ + " changed while it was open: it was modified after it was opened";
+  return path_ + " changed size while it was open";
 }
 
 std::string ZabReader::symbolWhere(uint32_t nr) const {

@@ -17,15 +17,16 @@
 // the file size. Readers opened with openMemory() never madvise.
 //
 // A file that another process changes while it is open: the reader keeps
-// the file descriptor until close(), remembers size and modification time
-// at open and compares them (fstat)
-// before each piece of the check, when a read starts and every
-// kReleaseStep bytes of a read; a change is refused with kErrFileChanged
-// (RecordCursor::lostFile). What remains: a file truncated inside that
-// window (between a comparison and the next) ends the process with SIGBUS
-// when a read touches a page past the new end, and bytes rewritten in
-// place inside that window are read unchecked. That is a limit of reading
-// through a mapping; do not change a ZAB file while a reader has it open.
+// the file descriptor until close() and compares the file's size with the
+// size at open (fstat) before each piece of the check, when a read starts
+// and every kReleaseStep bytes of a read; a new size is refused with
+// kErrFileChanged (RecordCursor::lostFile). The modification time is not
+// compared on purpose: a `touch` must not end reads. What remains: a file
+// truncated between two comparisons ends the process with SIGBUS when a
+// read touches a page past the new end, and bytes rewritten in place
+// without a change of size are read without the checks of open(). That is
+// a limit of reading through a mapping; do not change a ZAB file while a
+// reader has it open.
 //
 // Labels, texts and symbols are numbered from 1. The string_views returned
 // point into memory the reader owns and stay valid until close().
@@ -33,7 +34,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -107,8 +107,8 @@ class ZabReader {
   // own page stays); to == data() + size() releases through the end. Does
   // nothing for a reader opened with openMemory().
   void release(const uint8_t* from, const uint8_t* to) const;
-  // Whether the file's size or modification time differ from those at
-  // open (false for openMemory()), and the text that says how.
+  // Whether the file's size differs from its size at open (false for
+  // openMemory()), and the text that says how.
   bool changed() const;
   std::string changedText() const;
 
@@ -134,11 +134,10 @@ class ZabReader {
   const uint8_t* base_ = nullptr;
   uint64_t size_ = 0;
   bool mapped_ = false;
-  // mapped files only: the open descriptor (for fstat), its name, the
-  // modification time at open and the page size
+  // mapped files only: the open descriptor (for fstat), its name and the
+  // page size
   int fd_ = -1;
   std::string path_;
-  timespec mtime_ = {};
   uint64_t pageSize_ = 4096;
 
   // label, text and symbol tables: a copy of the file from tablesAt_ to its end
