@@ -33,22 +33,21 @@ RunNames deriveRunNames(std::string_view fnzab, const char* run) {
   return n;
 }
 
-ShortStr headerCsvName(std::string_view runid) {
-  return core::changeFileExtEx((ShortStr(runid) + "_vdheader").view(), ".csv");
-}
+// The csv names below append to the run identifier as it is: a dotted runid
+// "my.run" gives my.run_vde.csv, so the files of one run never share a name
+// with its data file (my.csv for the run name my.run.csv).
+ShortStr headerCsvName(std::string_view runid) { return ShortStr(runid) + "_vdheader.csv"; }
 
-ShortStr dataCsvName(std::string_view runid) {
-  return core::changeFileExtEx((ShortStr(runid) + "_vd").view(), ".csv");
-}
+ShortStr dataCsvName(std::string_view runid) { return ShortStr(runid) + "_vd.csv"; }
 
 ShortStr elementTextFileName(std::string_view runid, bool vedaFiles) {
   if (vedaFiles) return core::changeFileExtEx(runid, ".vde");
-  return core::changeFileExtEx((ShortStr(runid) + "_vde").view(), ".csv");
+  return ShortStr(runid) + "_vde.csv";
 }
 
 ShortStr subsetFileName(std::string_view runid, bool vedaFiles) {
   if (vedaFiles) return core::changeFileExtEx(runid, ".vds");
-  return core::changeFileExtEx((ShortStr(runid) + "_vds").view(), ".csv");
+  return ShortStr(runid) + "_vds.csv";
 }
 
 }  // namespace veda

@@ -8,7 +8,9 @@
 //                                    with extension .csv (current directory)
 // "With extension" replaces the last extension (a dotted runid "my.run"
 // gives my.csv for "my.run" + "_vd"). The element text, subset and csv-option
-// files are named from runid alone, so they land in the current directory.
+// files are named from runid alone, so they land in the current directory;
+// their csv names append to runid as it is (my.run_vde.csv), so no two files
+// of a run share a name.
 #pragma once
 
 #include <string_view>

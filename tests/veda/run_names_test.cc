@@ -45,6 +45,18 @@ TEST(RunNames, FilesNamedFromTheRunIdentifier) {
   EXPECT_EQ(dataCsvName("run1").view(), "run1_vd.csv");
 }
 
+// A dotted run identifier (run name my.run.csv): the data file is my.csv, and
+// the other files keep the whole identifier, so none overwrites another.
+TEST(RunNames, DottedRunIdentifierGivesDistinctFiles) {
+  RunNames n = deriveRunNames("a.zab", "my.run.csv");
+  EXPECT_EQ(n.fnveda.view(), "my.csv");
+  EXPECT_EQ(elementTextFileName(n.runid.view(), false).view(), "my.run_vde.csv");
+  EXPECT_EQ(subsetFileName(n.runid.view(), false).view(), "my.run_vds.csv");
+  EXPECT_EQ(headerCsvName(n.runid.view()).view(), "my.run_vdheader.csv");
+  EXPECT_EQ(dataCsvName(n.runid.view()).view(), "my.run_vd.csv");
+  EXPECT_EQ(elementTextFileName("my.run", true).view(), "my.vde");
+}
+
 TEST(RunNames, RemovingAnExtension) {
   EXPECT_EQ(removeFileExt("run.zab").view(), "run");
   EXPECT_EQ(removeFileExt("run").view(), "run");
