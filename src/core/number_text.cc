@@ -290,7 +290,7 @@ void undecided(double a, uint64_t& n, int& e) {
 
 // The 15 significant digits of a (finite, > 0): a ~ n * 10^(e-14),
 // 10^14 <= n < 10^15.
-void digits15(double a, uint64_t& n, int& e) {
+[[gnu::noinline]] void digits15(double a, uint64_t& n, int& e) {
   uint64_t bits;
   std::memcpy(&bits, &a, sizeof bits);
   int be = static_cast<int>(bits >> 52) & 0x7FF;
@@ -477,6 +477,10 @@ inline Bytes16 withDot(Bytes16 d, int w) {
 
 #endif
 
+// The tails of the rarer forms, kept out of the common path.
+[[gnu::noinline]] char* wholeText(uint64_t whole, char* p);
+[[gnu::noinline]] char* scientificText(Bytes16 d, int nd, int e, char* p);
+
 }  // namespace
 
 int dblToStr(double x, char* out) {
@@ -499,9 +503,7 @@ int dblToStr(double x, char* out) {
   if (a >= 1 && a < 1e15) {
     // A whole number below 10^15 has at most 15 digits: its text is exact.
     uint64_t whole = static_cast<uint64_t>(a);
-    if (static_cast<double>(whole) == a) {
-      return static_cast<int>(std::to_chars(p, out + kDblToStrMax, whole).ptr - out);
-    }
+    if (static_cast<double>(whole) == a) return static_cast<int>(wholeText(whole, p) - out);
   }
 
   uint64_t n;
@@ -529,6 +531,14 @@ int dblToStr(double x, char* out) {
     }
     return static_cast<int>(p - out);
   }
+  return static_cast<int>(scientificText(d, nd, e, p) - out);
+}
+
+namespace {
+
+char* wholeText(uint64_t whole, char* p) { return std::to_chars(p, p + 16, whole).ptr; }
+
+char* scientificText(Bytes16 d, int nd, int e, char* p) {
   store16(p, withDot(d, 1));
   p += nd > 1 ? nd + 1 : 1;
   *p++ = 'E';
@@ -544,8 +554,10 @@ int dblToStr(double x, char* out) {
     *p++ = static_cast<char>('0' + e / 10);
   }
   *p++ = static_cast<char>('0' + e % 10);
-  return static_cast<int>(p - out);
+  return p;
 }
+
+}  // namespace
 
 rt::ShortStr dblToStr(double x) {
   char buf[kDblToStrMax];
