@@ -176,6 +176,8 @@ class LineWriter {
     staticField_.resize(n + 1);
     fill_.resize(n + 1, -1);
     seen_.resize(n + 1);
+    head_.resize(static_cast<size_t>(n) * 257 + 64);
+    tabStart_.resize(n + 2, 0);
   }
 
   void writeEntry(int entry) {
@@ -194,7 +196,11 @@ class LineWriter {
     int keys[kMaxTuple] = {};
     double vals[5] = {};
     int firstChanged = 0;
+    int changed = 0;  // first key position changed since the last line; 0: all
     while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged) != 0) {
+      // a position the read cannot report counts as "everything changed"
+      int f = firstChanged >= 1 && firstChanged <= e.dim ? firstChanged : 0;
+      if (f < changed) changed = f;
       if (e.hasLiterals && !passesLiteralFilter(state.literalfilter, keys, e.dim)) continue;
       if (e.doSuppressZero) {
         bool skip;
@@ -208,13 +214,16 @@ class LineWriter {
         }
         if (skip) continue;
       }
+      if (changed <= kMaxTuple) buildHead(firstTabFor_[changed], numTabs, keys);
+      changed = kMaxTuple + 1;
       char* p = chunk_.data() + used_;
-      for (int t = 1; t <= numTabs; ++t) {
-        std::string_view field =
-            fill_[t] >= 0 ? buildTab(tabs_[fill_[t]], keys) : std::string_view(staticField_[t]);
-        p = appendField(p, field);
-        *p++ = ',';
+      if (headLen_ <= 32) {  // head_ has room to read 32 bytes
+        std::memcpy(p, head_.data(), 16);
+        std::memcpy(p + 16, head_.data() + 16, 16);
+      } else {
+        std::memcpy(p, head_.data(), headLen_);
       }
+      p += headLen_;
       if (!valueDim2) {
         double v = vals[e.j - 1];
         p += std::fabs(v) < plainBelow_ ? core::dblToStr(v, p) : formatDataValue(v, p);
@@ -276,8 +285,32 @@ class LineWriter {
       fill_[t] = static_cast<int>(tabs_.size());
       tabs_.push_back(tf);
     }
+    // firstTabFor_[f]: the first tab fed by key position f or later, the
+    // first to rebuild when the keys from position f on changed
+    const int numTabs = static_cast<int>(fill_.size()) - 1;
+    for (int f = 0; f <= kMaxTuple + 1; ++f) {
+      firstTabFor_[f] = numTabs + 1;
+      for (int t = numTabs; t >= 1; --t) {
+        if (f == 0 || tabMaxPos(t) >= f) firstTabFor_[f] = t;
+      }
+    }
     style_.separator = d.options.tupleSeparator.view();
     style_.showAll = d.options.showAllSeparators;
+  }
+
+  // The line's tab fields, each followed by ",", rebuilt from tab `from` on:
+  // the earlier tabs' fields depend only on key positions that did not change.
+  void buildHead(int from, int numTabs, const int* keys) {
+    char* h = head_.data();
+    size_t len = tabStart_[from];
+    for (int t = from; t <= numTabs; ++t) {
+      std::string_view field =
+          fill_[t] >= 0 ? buildTab(tabs_[fill_[t]], keys) : std::string_view(staticField_[t]);
+      len = static_cast<size_t>(appendField(h + len, field) - h);
+      h[len++] = ',';
+      tabStart_[t + 1] = len;
+    }
+    headLen_ = len;
   }
 
   // The tab's field for this record; a new tuple goes to the projection.
@@ -314,12 +347,26 @@ class LineWriter {
     return tf.field.view();
   }
 
+  // The highest key position that tab t's field depends on; 0 for a field
+  // that stays the same for the whole entry.
+  int tabMaxPos(int t) const {
+    if (fill_[t] < 0) return 0;
+    const TabFill& tf = tabs_[fill_[t]];
+    int m = 0;
+    for (int pl = 0; pl < tf.places && pl < kMaxTuple; ++pl) m = tf.pos[pl] > m ? tf.pos[pl] : m;
+    return m;
+  }
+
   rt::TextFile& f_;
   std::vector<char> chunk_;  // being filled
   std::vector<char> spare_;  // being written, or free
   size_t used_ = 0;
   size_t maxLine_ = 0;
-  double plainBelow_ = 0;                 // a value of smaller magnitude is never special
+  double plainBelow_ = 0;   // a value of smaller magnitude is never special
+  std::vector<char> head_;  // the current line's tab fields
+  size_t headLen_ = 0;
+  std::vector<size_t> tabStart_;  // per tab: where its field starts in head_
+  int firstTabFor_[kMaxTuple + 2] = {};
   std::vector<std::string> staticField_;  // per tab: filler or attribute
   std::vector<int> fill_;                 // per tab: index into tabs_, or -1
   std::vector<TabFill> tabs_;
