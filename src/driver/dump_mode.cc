@@ -14,6 +14,7 @@
 #include "runtime/text_file.h"
 #include "vdd/definition.h"
 #include "vdd/vdd_reader.h"
+#include "veda/zab_symbol.h"
 #include "zab/special_values.h"
 #include "zab/zab_api.h"
 
@@ -54,6 +55,7 @@ struct DumpState {
   int fieldEnd[kMaxDim + 2] = {};
   rt::ShortStr keys[kMaxDim];
   double values[kValues] = {};
+  int64_t received = 0;  // records of the current symbol's read so far
 };
 
 void readSymbolInfo(int nr, SymbolInfo& s) {
@@ -177,6 +179,7 @@ bool nextRecord(DumpState& d, int dim) {
   int firstChanged = 1;
   if (zab::api.zabDataReadStr(run.pgx, d.keys[0].asBuffer(), d.values, &firstChanged) == 0)
     return false;
+  ++d.received;
   if (firstChanged < 1) firstChanged = 1;
   if (firstChanged > dim) return true;
   for (int k = firstChanged; k <= dim; k++) quoteInto(d.dataline[k + 1], d.keys[k - 1].view());
@@ -228,21 +231,27 @@ void dumpVariable(DumpState& d, const SymbolInfo& s) {
   }
 }
 
-void dumpSymbol(DumpState& d, int nr) {
+// Dumps one symbol's records. False when the read ended before the count
+// its start announced (reported).
+bool dumpSymbol(DumpState& d, int nr) {
   SymbolInfo s;
   readSymbolInfo(nr, s);
   for (int i = 2; i <= d.maxsydim + 1; i++) d.dataline[i].clear();
-  if (s.type < 0 || s.type > 3) return;  // an alias or other: nothing written
+  if (s.type < 0 || s.type > 3) return true;  // an alias or other: nothing written
   if (s.type != 2 && s.type != 3) quoteInto(d.dataline[1], s.name.view());
   layoutFields(d, 1);
   int count = 0;
   zab::api.zabDataReadStrStart(run.pgx, nr, &count);
+  d.received = 0;
   if (s.type == 0)
     dumpSet(d, s);
   else if (s.type == 1)
     dumpParameter(d, s);
   else
     dumpVariable(d, s);
+  if (!veda::readEndedShort(d.received, count)) return true;
+  veda::reportShortRead(s.name.view(), d.received, count);
+  return false;
 }
 
 }  // namespace
@@ -265,7 +274,13 @@ int dumpSymbols() {
   int rc = d.file.create(run.fnveda.view());
   if (rc != 0) return fileFailure("Could not open file: ", rc);
   writeHeader(d);
-  for (int nr = 1; nr <= run.nrsy; nr++) dumpSymbol(d, nr);
+  for (int nr = 1; nr <= run.nrsy; nr++) {
+    if (dumpSymbol(d, nr)) continue;
+    // the lines of the records read stay in the file; the run fails
+    rc = d.file.close();
+    if (rc != 0) fileFailure("Could not write file: ", rc);
+    return 1;
+  }
   rc = d.file.close();
   if (rc != 0) return fileFailure("Could not write file: ", rc);
 

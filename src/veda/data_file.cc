@@ -19,6 +19,7 @@
 #include "veda/output_file.h"
 #include "veda/run_names.h"
 #include "veda/veda_state.h"
+#include "veda/zab_symbol.h"
 #include "zab/special_values.h"
 #include "zab/zab_api.h"
 
@@ -196,8 +197,10 @@ class LineWriter {
     int keys[kMaxTuple] = {};
     double vals[5] = {};
     int firstChanged = 0;
+    int64_t received = 0;
     int changed = 0;  // first key position changed since the last line; 0: all
     while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged) != 0) {
+      ++received;
       // a position the read cannot report counts as "everything changed"
       int f = firstChanged >= 1 && firstChanged <= e.dim ? firstChanged : 0;
       if (f < changed) changed = f;
@@ -235,6 +238,10 @@ class LineWriter {
       *p++ = '\n';
       used_ = static_cast<size_t>(p - chunk_.data());
       if (used_ + maxLine_ > chunk_.size()) flush();
+    }
+    if (readEndedShort(received, recordCount)) {
+      finish();  // the lines of the records read reach the file first
+      failShortRead(e.symNr, received, recordCount);
     }
   }
 

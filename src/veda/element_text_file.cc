@@ -115,13 +115,16 @@ void attachTexts(int t, int symNr, int dim, int tab) {
   int keys[kMaxTuple] = {};
   double vals[5] = {};
   int firstChanged = 0;
+  int64_t received = 0;
   while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
+    ++received;
     for (int k = 0; k <= kMaxTuple; ++k) s.mappedindices[k] = 0;
     for (int j = 1; j <= dim; ++j) s.mappedindices[s.indexmapping[j]] = keys[j - 1];
     int32_t text = recordText(vals[0]);
     int pos = set.find(&s.mappedindices[1], len, s.mark);
     if (pos > 0) s.projection.setText(tab, pos, text);
   }
+  checkReadComplete(symNr, received, count);
 }
 
 // [DimensionTextAll]: every element of the set, with its text.
@@ -142,12 +145,15 @@ void addAllTexts(int t, int symNr, int dim, int tab) {
   int keys[kMaxTuple] = {};
   double vals[5] = {};
   int firstChanged = 0;
+  int64_t received = 0;
   while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
+    ++received;
     for (int j = 1; j <= m; ++j) {
       if (s.indexmapping[j] > 0) s.mappedindices[s.indexmapping[j]] = keys[j - 1];
     }
     s.projection.addUel(tab, &s.mappedindices[1], keyLen, recordText(vals[0]));
   }
+  checkReadComplete(symNr, received, count);
 }
 
 void addTextEntries() {
@@ -188,11 +194,14 @@ void addParentTexts() {
     int keys[kMaxTuple] = {};
     double vals[5] = {};
     int firstChanged = 0;
+    int64_t received = 0;
     while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
+      ++received;
       int32_t parent = keys[1 - childPos];
       int32_t tuple[2] = {keys[childPos], parent == INT32_MIN ? 0 : -parent};
       state.projection.addUel(child, tuple, 2, recordText(vals[0]));
     }
+    checkReadComplete(e.symNr, received, count);
   }
 }
 

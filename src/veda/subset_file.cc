@@ -83,7 +83,9 @@ bool collectMembers(int k, int tab) {
   int keys[kMaxTuple] = {};
   double vals[5] = {};
   int firstChanged = 0;
+  int64_t received = 0;
   while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
+    ++received;
     if (parentPos == 1) {
       int32_t t[3] = {keys[1], keys[0], -1};
       set.add(t, 3, 1);
@@ -97,6 +99,7 @@ bool collectMembers(int k, int tab) {
       if (pos > 0) s.projection.setText(tab, pos, 1);
     }
   }
+  checkReadComplete(nr, received, count);
   return true;
 }
 

@@ -2,7 +2,10 @@
 
 #include <cmath>
 
+#include "core/number_text.h"
 #include "driver/run_state.h"
+#include "runtime/console.h"
+#include "veda/report.h"
 #include "zab/zab_api.h"
 
 namespace veda {
@@ -45,6 +48,19 @@ int32_t textNumber(double level) {
   if (r >= 2147483647.0) return 2147483647;
   if (r <= -2147483648.0) return INT32_MIN;
   return static_cast<int32_t>(r);
+}
+
+void reportShortRead(std::string_view symbol, int64_t received, int announced) {
+  report(rt::ShortStr("Could not read ZAB file: ") + driver::run.fnzab);
+  report(rt::ShortStr("Msg: symbol ") + symbol + ": read " + core::intToStr(received) + " of " +
+         core::intToStr(announced) + " records");
+}
+
+void failShortRead(int symNr, int64_t received, int announced) {
+  SymbolInfo info;
+  symbolInfo(symNr, info);
+  reportShortRead(info.name.view(), received, announced);
+  rt::halt(1);
 }
 
 }  // namespace veda

@@ -28,4 +28,23 @@ rt::ShortStr elemText(int n, bool* ok = nullptr);
 // A record's first value rounded half up: the element-text number of a set record.
 int32_t textNumber(double level);
 
+// Whether a read that received `received` records ended before the count its
+// start call announced (the file changed while open, or the library failed).
+// An announced count of 0 or less announces nothing and is never short.
+inline bool readEndedShort(int64_t received, int announced) { return received < announced; }
+
+// Reports "Could not read ZAB file: " + the ZAB file name, then
+// "Msg: symbol " + symbol + ": read " + received + " of " + announced + " records".
+void reportShortRead(std::string_view symbol, int64_t received, int announced);
+
+// Reports a short read of symbol symNr (named as the library names it) and
+// ends the run with exit code 1; open files are flushed first.
+[[noreturn]] void failShortRead(int symNr, int64_t received, int announced);
+
+// The end of every loop that reads a symbol to its end: a short read ends
+// the run (failShortRead), a complete one returns.
+inline void checkReadComplete(int symNr, int64_t received, int announced) {
+  if (readEndedShort(received, announced)) failShortRead(symNr, received, announced);
+}
+
 }  // namespace veda

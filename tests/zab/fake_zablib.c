@@ -8,10 +8,19 @@
  *   FAKE_REFUSE=name       XCheck refuses that operation
  *   FAKE_UPPER_CLOSE       zabClose is exported only as C__ZABCLOSE
  *   FAKE_NO_UMFINDUEL      D__zabUMFindUEL is not exported
+ *   FAKE_MODEL             holds the small file of the model below instead of
+ *                          one empty scalar, with two switches read from the
+ *                          environment at every read start:
+ *                            FAKE_SHORT=name      reads of that symbol end one
+ *                                                 record before the count the
+ *                                                 start call announced
+ *                            FAKE_ANNOUNCE=zero   start calls announce 0
+ *                            FAKE_ANNOUNCE=none   start calls leave the count
  * XCheck compares every signature it is asked about with the table below,
  * written from the library's documentation, and counts the calls. */
 #include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #define EXPORT __attribute__((visibility("default")))
@@ -143,6 +152,146 @@ EXPORT int C__zabGetSpecialValues(void* h, double* v) {
   for (int i = 0; i < 7; i++) v[i] = (i + 1) * 1e300;
   return 1;
 }
+#ifdef FAKE_MODEL
+/* The model: labels 1..7, element texts 1..2, six symbols of three records
+ * each (a set record's level is its text number). */
+static const char* const labels[] = {"", "north", "south", "east", "coal", "gas", "elc", "EU"};
+static const char* const texts[] = {"", "Northern region", "Hard coal"};
+enum { kLabels = 7, kTexts = 2, kRecords = 3 };
+static const struct {
+  const char* name;
+  int dim, type;
+  const char* text;
+  int keys[kRecords][2];
+  double level[kRecords];
+} symbols[] = {
+    {"p", 1, 1, "price", {{1}, {2}, {3}}, {1.5, 2, 3}},
+    {"reg", 1, 0, "regions", {{1}, {2}, {3}}, {1, 0, 0}},
+    {"com", 1, 0, "commodities", {{4}, {5}, {6}}, {2, 0, 0}},
+    {"regmap", 2, 0, "regions of countries", {{7, 1}, {7, 2}, {7, 3}}, {0, 0, 0}},
+    {"fossil", 1, 0, "fossil fuels", {{4}, {5}, {6}}, {0, 0, 0}},
+    {"v", 1, 2, "use", {{4}, {5}, {6}}, {10, 20, 30}},
+};
+enum { kSymbols = sizeof symbols / sizeof symbols[0] };
+
+static int readSym = -1; /* index of the symbol being read, -1 none */
+static int readPos, readEnd;
+
+static int sameName(const unsigned char* a, const char* s) {
+  size_t n = strlen(s);
+  if (a[0] != n) return 0;
+  for (size_t i = 0; i < n; i++) {
+    unsigned char x = a[i + 1], y = (unsigned char)s[i];
+    if (x >= 'A' && x <= 'Z') x = (unsigned char)(x - 'A' + 'a');
+    if (x != y) return 0;
+  }
+  return 1;
+}
+
+static int startRead(int nr, int* count) {
+  if (nr < 1 || nr > (int)kSymbols) return 0;
+  const char* shortName = getenv("FAKE_SHORT");
+  const char* announce = getenv("FAKE_ANNOUNCE");
+  readSym = nr - 1;
+  readPos = 0;
+  readEnd = kRecords;
+  if (shortName && strcmp(shortName, symbols[readSym].name) == 0) readEnd = kRecords - 1;
+  if (announce && strcmp(announce, "none") == 0) return 1;
+  *count = announce && strcmp(announce, "zero") == 0 ? 0 : kRecords;
+  return 1;
+}
+
+/* The next record's keys (label numbers) and values; 0 when none is left. */
+static int nextRecord(const int** keys, double* values, int* first) {
+  if (readSym < 0 || readPos >= readEnd) return 0;
+  int i = readPos++;
+  *keys = symbols[readSym].keys[i];
+  for (int v = 0; v < 5; v++) values[v] = 0;
+  values[0] = symbols[readSym].level[i];
+  *first = 1;
+  return 1;
+}
+
+EXPORT int C__zabSystemInfo(void* h, int* nsym, int* uels) {
+  (void)h;
+  *nsym = kSymbols;
+  *uels = kLabels;
+  return 1;
+}
+EXPORT int D__zabSymbolInfo(void* h, int nr, unsigned char* name, int* dim, int* type) {
+  (void)h;
+  if (nr < 1 || nr > (int)kSymbols) return 0;
+  setStr(name, symbols[nr - 1].name);
+  *dim = symbols[nr - 1].dim;
+  *type = symbols[nr - 1].type;
+  return 1;
+}
+EXPORT int D__zabSymbolInfoX(void* h, int nr, int* count, int* userInfo, unsigned char* text) {
+  (void)h;
+  if (nr < 1 || nr > (int)kSymbols) return 0;
+  *count = kRecords;
+  *userInfo = 0;
+  setStr(text, symbols[nr - 1].text);
+  return 1;
+}
+EXPORT int D__zabFindSymbol(void* h, const unsigned char* name, int* nr) {
+  (void)h;
+  for (int i = 0; i < (int)kSymbols; i++) {
+    if (sameName(name, symbols[i].name)) {
+      *nr = i + 1;
+      return 1;
+    }
+  }
+  *nr = -1;
+  return 0;
+}
+EXPORT int C__zabDataReadStrStart(void* h, int nr, int* count) {
+  (void)h;
+  return startRead(nr, count);
+}
+EXPORT int D__zabDataReadStr(void* h, unsigned char* keys, double* values, int* first) {
+  (void)h;
+  const int* k;
+  if (!nextRecord(&k, values, first)) return 0;
+  for (int d = 0; d < symbols[readSym].dim; d++) setStr(keys + 256 * d, labels[k[d]]);
+  return 1;
+}
+EXPORT int C__zabDataReadRawStart(void* h, int nr, int* count) {
+  (void)h;
+  return startRead(nr, count);
+}
+EXPORT int C__zabDataReadRaw(void* h, int* keys, double* values, int* first) {
+  (void)h;
+  const int* k;
+  if (!nextRecord(&k, values, first)) return 0;
+  for (int d = 0; d < symbols[readSym].dim; d++) keys[d] = k[d];
+  return 1;
+}
+EXPORT int D__zabGetElemText(void* h, int nr, unsigned char* text, int* node) {
+  (void)h;
+  *node = 0;
+  setStr(text, nr >= 1 && nr <= kTexts ? texts[nr] : "");
+  return nr >= 1 && nr <= kTexts;
+}
+EXPORT int D__zabUMUelGet(void* h, int nr, unsigned char* uel, int* map) {
+  (void)h;
+  *map = -1;
+  setStr(uel, nr >= 1 && nr <= kLabels ? labels[nr] : "");
+  return nr >= 1 && nr <= kLabels;
+}
+EXPORT int D__zabUMFindUEL(void* h, const unsigned char* uel, int* nr, int* map) {
+  (void)h;
+  *map = -1;
+  for (int i = 1; i <= kLabels; i++) {
+    if (sameName(uel, labels[i])) {
+      *nr = i;
+      return 1;
+    }
+  }
+  *nr = -1;
+  return 0;
+}
+#else
 EXPORT int C__zabSystemInfo(void* h, int* symbols, int* uels) {
   (void)h;
   *symbols = FAKE_ID;
@@ -220,6 +369,7 @@ EXPORT int D__zabUMFindUEL(void* h, const unsigned char* uel, int* nr, int* map)
   return 0;
 }
 #endif
+#endif /* FAKE_MODEL */
 #ifdef FAKE_UPPER_CLOSE
 EXPORT int C__ZABCLOSE(void* h) {
   (void)h;
