@@ -38,9 +38,13 @@
  * values would start) and 0 (reserved).
  *
  * Error numbers: 1xx opening and checking a file, 2xx misuse of the object,
- * 3xx writing; see src/zablib/zab_error.h. zabErrorStr gives, for the
- * object's last error, the detailed text (what and where), otherwise the
- * generic text of the number.
+ * 3xx writing; see src/zablib/zab_error.h. Error 123, "the file changed
+ * while it was open", can also come from a read: a read start fails with it,
+ * or zabDataReadStr / zabDataReadRaw answer 0 before the record count the
+ * read start announced, and zabGetLastError then gives 123. A caller that
+ * reads a symbol to its end compares the records it got with that count.
+ * zabErrorStr gives, for the object's last error, the detailed text (what
+ * and where), otherwise the generic text of the number.
  */
 #ifndef ZABCCLIB_H
 #define ZABCCLIB_H
