@@ -352,12 +352,19 @@ inline bool digits15Fast(double a, uint64_t& n, int& e) {
   int lift = 134 + (q + p.exp2);
   if (lift < 0 || lift > 8) return false;
   uint64_t mm = m << lift;
-  u128 lo = static_cast<u128>(mm) * p.lo;
   u128 hi = static_cast<u128>(mm) * p.hi;
-  u128 mid = (lo >> 64) + static_cast<uint64_t>(hi);
-  uint64_t w0 = static_cast<uint64_t>(lo);
-  uint64_t w1 = static_cast<uint64_t>(mid);
-  uint64_t w2 = static_cast<uint64_t>(hi >> 64) + static_cast<uint64_t>(mid >> 64);
+  uint64_t w0 = 0;
+  uint64_t w1 = static_cast<uint64_t>(hi);
+  uint64_t w2 = static_cast<uint64_t>(hi >> 64);
+  if (p.lo != 0) {
+    // 10^k up to 10^27 (5^k below 2^64, all of the plain-decimal range) has
+    // one word: the single product is exact. Others need the second word.
+    u128 lo = static_cast<u128>(mm) * p.lo;
+    u128 mid = (lo >> 64) + w1;
+    w0 = static_cast<uint64_t>(lo);
+    w1 = static_cast<uint64_t>(mid);
+    w2 += static_cast<uint64_t>(mid >> 64);
+  }
   uint64_t whole = w2 >> 6;
   if (whole < kLow15 || whole >= 10 * kHigh15) return false;
   uint64_t frac = (w2 << 58) | (w1 >> 6);
@@ -478,32 +485,29 @@ inline Bytes16 withDot(Bytes16 d, int w) {
 #endif
 
 // The tails of the rarer forms, kept out of the common path.
+[[gnu::noinline]] int specialText(double x, char* out);
 [[gnu::noinline]] char* wholeText(uint64_t whole, char* p);
 [[gnu::noinline]] char* scientificText(Bytes16 d, int nd, int e, char* p);
 
 }  // namespace
 
 int dblToStr(double x, char* out) {
+  const uint64_t bits = std::bit_cast<uint64_t>(x);
+  const uint64_t mag = bits & ~(1ull << 63);
+  constexpr uint64_t kInf = 0x7FF0000000000000ull;
+  if (mag - 1 >= kInf - 1) return specialText(x, out);  // 0, -0, infinities, NaN
   char* p = out;
-  if (x != x) {
-    std::memcpy(p, "NaN", 3);
-    return 3;
-  }
-  if (x == 0) {
-    *p = '0';
-    return 1;
-  }
-  double a = x < 0 ? -x : x;
-  if (x < 0) *p++ = '-';
-  if (a > 1.7976931348623157e308) {
-    std::memcpy(p, "Inf", 3);
-    return static_cast<int>(p + 3 - out);
-  }
-
-  if (a >= 1 && a < 1e15) {
-    // A whole number below 10^15 has at most 15 digits: its text is exact.
-    uint64_t whole = static_cast<uint64_t>(a);
-    if (static_cast<double>(whole) == a) return static_cast<int>(wholeText(whole, p) - out);
+  *p = '-';
+  p += bits >> 63;
+  const double a = std::bit_cast<double>(mag);
+  // A whole number below 10^15 has at most 15 digits: its text is exact.
+  // Whole: no mantissa bit below the binary point (1 <= a < 2^52 keeps
+  // 1075 - exponent fraction bits; below 1 the leading bit is one of them).
+  int fracBits = 1075 - static_cast<int>(mag >> 52);
+  fracBits = fracBits < 0 ? 0 : (fracBits > 63 ? 63 : fracBits);
+  const uint64_t m = (mag & ((1ull << 52) - 1)) | (mag >= (1ull << 52) ? 1ull << 52 : 0);
+  if ((m & ((1ull << fracBits) - 1)) == 0 && a < 1e15) {
+    return static_cast<int>(wholeText(static_cast<uint64_t>(a), p) - out);
   }
 
   uint64_t n;
@@ -535,6 +539,23 @@ int dblToStr(double x, char* out) {
 }
 
 namespace {
+
+int specialText(double x, char* out) {
+  if (x != x) {
+    std::memcpy(out, "NaN", 3);
+    return 3;
+  }
+  if (x == 0) {
+    *out = '0';
+    return 1;
+  }
+  if (x < 0) {
+    std::memcpy(out, "-Inf", 4);
+    return 4;
+  }
+  std::memcpy(out, "Inf", 3);
+  return 3;
+}
 
 char* wholeText(uint64_t whole, char* p) { return std::to_chars(p, p + 16, whole).ptr; }
 
