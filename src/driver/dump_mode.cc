@@ -240,8 +240,7 @@ bool dumpSymbol(DumpState& d, int nr) {
   if (s.type < 0 || s.type > 3) return true;  // an alias or other: nothing written
   if (s.type != 2 && s.type != 3) quoteInto(d.dataline[1], s.name.view());
   layoutFields(d, 1);
-  int count = 0;
-  zab::api.zabDataReadStrStart(run.pgx, nr, &count);
+  int count = veda::startStrRead(nr);
   d.received = 0;
   if (s.type == 0)
     dumpSet(d, s);

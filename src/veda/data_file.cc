@@ -192,8 +192,7 @@ class LineWriter {
     const bool varOrEqu = e.type == 2 || e.type == 3;
     const int numTabs = static_cast<int>(fill_.size()) - 1;
 
-    int recordCount = 0;
-    zab::api.zabDataReadRawStart(driver::run.pgx, e.symNr, &recordCount);
+    int recordCount = startRawRead(e.symNr);
     int keys[kMaxTuple] = {};
     double vals[5] = {};
     int firstChanged = 0;

@@ -110,8 +110,7 @@ void attachTexts(int t, int symNr, int dim, int tab) {
   }
   int len = store.getNumTuple(tab);
   THashTuple& set = s.projection.tab(tab);
-  int count = 0;
-  zab::api.zabDataReadRawStart(driver::run.pgx, symNr, &count);
+  int count = startRawRead(symNr);
   int keys[kMaxTuple] = {};
   double vals[5] = {};
   int firstChanged = 0;
@@ -140,8 +139,7 @@ void addAllTexts(int t, int symNr, int dim, int tab) {
     int nameTab = store.getDimensionI(store.textListIndex(t, j));
     s.indexmapping[j] = nameTab != d.parent ? ++keyLen : 0;
   }
-  int count = 0;
-  zab::api.zabDataReadRawStart(driver::run.pgx, symNr, &count);
+  int count = startRawRead(symNr);
   int keys[kMaxTuple] = {};
   double vals[5] = {};
   int firstChanged = 0;
@@ -189,8 +187,7 @@ void addParentTexts() {
     }
     if (e.symNr < 1) rt::internalError(ShortStr("set ") + e.setName + " not found again");
     int childPos = child == e.tab1 ? 0 : 1;
-    int count = 0;
-    zab::api.zabDataReadRawStart(driver::run.pgx, e.symNr, &count);
+    int count = startRawRead(e.symNr);
     int keys[kMaxTuple] = {};
     double vals[5] = {};
     int firstChanged = 0;

@@ -78,8 +78,7 @@ bool collectMembers(int k, int tab) {
   }
 
   THashTuple& set = s.projection.tab(tab);
-  int count = 0;
-  zab::api.zabDataReadRawStart(driver::run.pgx, nr, &count);
+  int count = startRawRead(nr);
   int keys[kMaxTuple] = {};
   double vals[5] = {};
   int firstChanged = 0;

@@ -50,6 +50,28 @@ int32_t textNumber(double level) {
   return static_cast<int32_t>(r);
 }
 
+namespace {
+
+int expectedCount(int symNr, int started, int announced) {
+  if (started != 0) return announced;
+  SymbolInfo info;
+  return symbolInfoX(symNr, info) ? info.count : 0;
+}
+
+}  // namespace
+
+int startRawRead(int symNr) {
+  int count = 0;
+  int ok = zab::api.zabDataReadRawStart(driver::run.pgx, symNr, &count);
+  return expectedCount(symNr, ok, count);
+}
+
+int startStrRead(int symNr) {
+  int count = 0;
+  int ok = zab::api.zabDataReadStrStart(driver::run.pgx, symNr, &count);
+  return expectedCount(symNr, ok, count);
+}
+
 void reportShortRead(std::string_view symbol, int64_t received, int announced) {
   report(rt::ShortStr("Could not read ZAB file: ") + driver::run.fnzab);
   report(rt::ShortStr("Msg: symbol ") + symbol + ": read " + core::intToStr(received) + " of " +

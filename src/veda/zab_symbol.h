@@ -28,6 +28,14 @@ rt::ShortStr elemText(int n, bool* ok = nullptr);
 // A record's first value rounded half up: the element-text number of a set record.
 int32_t textNumber(double level);
 
+// Start a read of symbol symNr's records, by label numbers (Raw) or by
+// label strings (Str), and return the record count the read must deliver:
+// the count the start announced, or, when the start fails (the file changed
+// while open), the symbol's record count, so that the empty read that follows
+// counts as short.
+int startRawRead(int symNr);
+int startStrRead(int symNr);
+
 // Whether a read that received `received` records ended before the count its
 // start call announced (the file changed while open, or the library failed).
 // An announced count of 0 or less announces nothing and is never short.

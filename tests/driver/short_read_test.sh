@@ -4,8 +4,9 @@
 # library of tests/zab) in the dump mode and in a conversion that reads every
 # kind of symbol loop (data entries, [DimensionText], [DimensionTextAll],
 # [ParentDimensionTextAll], [SubSets]). FAKE_SHORT names the symbol whose
-# reads stop one record short; FAKE_ANNOUNCE=zero|none makes the start calls
-# announce 0 or nothing, which must not count as short.
+# reads stop one record short, FAKE_NOSTART the one whose read starts fail
+# (read 0 of the symbol's record count); FAKE_ANNOUNCE=zero|none makes the
+# start calls announce 0 or nothing, which must not count as short.
 #
 #   short_read_test.sh ZAB2VEDA FAKELIBS_DIR
 set -u
@@ -45,8 +46,8 @@ run() {
   while [[ $1 != -- ]]; do envs+=("$1"); shift; done
   shift
   rm -f "$work"/good.*
-  out=$(cd "$work" && env -u LD_LIBRARY_PATH -u FAKE_SHORT -u FAKE_ANNOUNCE "${envs[@]}" \
-    ./zab2veda "$@" 2>&1)
+  out=$(cd "$work" && env -u LD_LIBRARY_PATH -u FAKE_SHORT -u FAKE_ANNOUNCE -u FAKE_NOSTART \
+    "${envs[@]}" ./zab2veda "$@" 2>&1)
   code=$?
 }
 
@@ -158,5 +159,20 @@ for a in zero none; do
   lacks_line "conversion, count announced as $a" good.vd '"Price","east","-","-",3'
   lacks_line "conversion, count announced as $a" good.vde '"Region","-","east","east"'
   has_line "conversion, count announced as $a" good.vde '"Region","EU","east","east"'
+done
+
+# A read start that fails: the symbol's records are missing altogether.
+run FAKE_NOSTART=com -- good
+check "dump, failed read start" 1 "$listing
+*** Could not read ZAB file: good.zab
+*** Msg: symbol com: read 0 of 3 records"
+has_line "dump, failed read start" good.csv '"good.zab","reg","east",,0'
+lacks_line "dump, failed read start" good.csv '"good.zab","com","gas",,0'
+
+for s in p v reg com regmap fossil; do
+  run FAKE_NOSTART=$s -- good short.vdd
+  check "conversion, failed read start of $s" 1 "$cube
+*** Could not read ZAB file: good.zab
+*** Msg: symbol $s: read 0 of 3 records"
 done
 exit $fail

@@ -16,6 +16,9 @@
  *                                                 start call announced
  *                            FAKE_ANNOUNCE=zero   start calls announce 0
  *                            FAKE_ANNOUNCE=none   start calls leave the count
+ *                            FAKE_NOSTART=name    read starts of that symbol
+ *                                                 fail (0, count 0), and its
+ *                                                 reads deliver nothing
  * XCheck compares every signature it is asked about with the table below,
  * written from the library's documentation, and counts the calls. */
 #include <stdint.h>
@@ -192,9 +195,15 @@ static int startRead(int nr, int* count) {
   if (nr < 1 || nr > (int)kSymbols) return 0;
   const char* shortName = getenv("FAKE_SHORT");
   const char* announce = getenv("FAKE_ANNOUNCE");
+  const char* noStart = getenv("FAKE_NOSTART");
   readSym = nr - 1;
   readPos = 0;
   readEnd = kRecords;
+  if (noStart && strcmp(noStart, symbols[readSym].name) == 0) {
+    readSym = -1;
+    *count = 0;
+    return 0;
+  }
   if (shortName && strcmp(shortName, symbols[readSym].name) == 0) readEnd = kRecords - 1;
   if (announce && strcmp(announce, "none") == 0) return 1;
   *count = announce && strcmp(announce, "zero") == 0 ? 0 : kRecords;
