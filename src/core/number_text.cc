@@ -400,8 +400,8 @@ using Bytes16 = __m128i;
 // its group by 1000, 100, 10 or 1 with two high multiplications, then takes
 // away ten times its left neighbour.
 inline Bytes16 digitBytes(uint64_t n) {
-  __m128i halves =
-      _mm_set_epi64x(static_cast<int64_t>(n % 100000000u), static_cast<int64_t>(n / 100000000u));
+  __m128i halves = _mm_unpacklo_epi64(_mm_cvtsi64_si128(static_cast<int64_t>(n / 100000000u)),
+                                      _mm_cvtsi64_si128(static_cast<int64_t>(n % 100000000u)));
   // groups: halves / 10000 as x * ceil(2^45 / 10^4) >> 45, exact below 2^32
   __m128i high = _mm_srli_epi64(_mm_mul_epu32(halves, _mm_set1_epi32(-776530087)), 45);
   __m128i low = _mm_sub_epi32(halves, _mm_mul_epu32(high, _mm_set1_epi32(10000)));
