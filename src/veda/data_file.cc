@@ -93,11 +93,13 @@ struct TabFill {
 
 // Writes the chunks handed to it on a thread of its own, so that the kernel's
 // copy of one chunk into the file overlaps the building of the next. One
-// write at a time: start() requires the previous one to be over (wait()).
-// While a write is under way only the writing thread touches the file, and
-// the file's own buffer is empty (the caller flushed it), so a run that
-// halts meanwhile finds nothing of it to flush. Without a thread (it could
-// not be started) the writes happen in start().
+// write at a time: start() requires the previous one to be over (wait()),
+// and the caller touches the file only between wait() and start(). Full
+// chunks are larger than the file's buffer, so they go straight to the
+// system and the buffer stays empty (the caller flushed it first): a run
+// that halts during such a write finds nothing to flush; only a final short
+// chunk lands in the buffer, while the caller waits. Without a thread (it
+// could not be started) the writes happen in start().
 class ChunkWriter {
  public:
   explicit ChunkWriter(rt::TextFile& f) : f_(f) {
