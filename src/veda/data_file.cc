@@ -1,12 +1,9 @@
 #include "veda/data_file.h"
 
 #include <cmath>
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "core/number_text.h"
@@ -91,91 +88,18 @@ struct TabFill {
   std::string_view quoted;
 };
 
-// Writes the chunks handed to it on a thread of its own, so that the kernel's
-// copy of one chunk into the file overlaps the building of the next. One
-// write at a time: start() requires the previous one to be over (wait()),
-// and the caller touches the file only between wait() and start(). Full
-// chunks are larger than the file's buffer, so they go straight to the
-// system and the buffer stays empty (the caller flushed it first): a run
-// that halts during such a write finds nothing to flush; only a final short
-// chunk lands in the buffer, while the caller waits. Without a thread (it
-// could not be started) the writes happen in start().
-class ChunkWriter {
- public:
-  explicit ChunkWriter(rt::TextFile& f) : f_(f) {
-    try {
-      thread_ = std::thread([this] { run(); });
-    } catch (const std::system_error&) {
-      // no thread: writes stay on the caller's
-    }
-  }
-  ~ChunkWriter() {
-    if (!thread_.joinable()) return;
-    {
-      std::lock_guard<std::mutex> lock(m_);
-      quit_ = true;
-    }
-    wake_.notify_one();
-    thread_.join();
-  }
-  ChunkWriter(const ChunkWriter&) = delete;
-  ChunkWriter& operator=(const ChunkWriter&) = delete;
-
-  void start(std::string_view bytes) {
-    if (!thread_.joinable()) {
-      f_.write(bytes);
-      return;
-    }
-    {
-      std::lock_guard<std::mutex> lock(m_);
-      job_ = bytes;
-      busy_ = true;
-    }
-    wake_.notify_one();
-  }
-  void wait() {
-    std::unique_lock<std::mutex> lock(m_);
-    done_.wait(lock, [this] { return !busy_; });
-  }
-
- private:
-  void run() {
-    std::unique_lock<std::mutex> lock(m_);
-    for (;;) {
-      wake_.wait(lock, [this] { return busy_ || quit_; });
-      if (!busy_) return;
-      std::string_view bytes = job_;
-      lock.unlock();
-      f_.write(bytes);
-      lock.lock();
-      busy_ = false;
-      done_.notify_one();
-    }
-  }
-
-  rt::TextFile& f_;
-  std::mutex m_;
-  std::condition_variable wake_;  // a job or the end
-  std::condition_variable done_;  // the job is written
-  std::string_view job_;
-  bool busy_ = false;
-  bool quit_ = false;
-  std::thread thread_;  // last: started once the rest exists
-};
-
 // Writes the data lines. Lines are built straight into a large chunk that
-// goes to the file in one write when it is nearly full, while the next chunk
-// fills; nothing is allocated per record.
+// goes to the file in one write when it is nearly full; nothing is
+// allocated per record. Everything runs on the program's one thread.
 class LineWriter {
  public:
   static constexpr size_t kChunk = size_t{1} << 20;
 
-  explicit LineWriter(rt::TextFile& f) : f_(f), out_(f) {
+  explicit LineWriter(rt::TextFile& f) : f_(f) {
     flushChecked(f_);  // the header: the file's buffer stays empty from here on
     int n = vdd::def.numDimension;
     maxLine_ = static_cast<size_t>(n + 1) * 257 + 2 * 257 + 8;
     chunk_.resize(kChunk > 4 * maxLine_ ? kChunk : 4 * maxLine_);
-    spare_.resize(chunk_.size());
     staticField_.resize(n + 1);
     fill_.resize(n + 1, -1);
     seen_.resize(n + 1);
@@ -246,22 +170,15 @@ class LineWriter {
     }
   }
 
-  // Hands the lines built so far to the writing thread and goes on in the
-  // other chunk; a failed write ends the run (noticed here or in finish()).
+  // Hands the lines built so far to the file; a failed write ends the run.
   void flush() {
-    out_.wait();
-    checkWritten(f_);
-    out_.start(std::string_view(chunk_.data(), used_));
-    chunk_.swap(spare_);
+    f_.write(std::string_view(chunk_.data(), used_));
     used_ = 0;
+    checkWritten(f_);
   }
 
   // Writes the rest; every line is in the file (or the run has ended) after.
-  void finish() {
-    flush();
-    out_.wait();
-    checkWritten(f_);
-  }
+  void finish() { flush(); }
 
  private:
   // The fields of the entry that do not change from record to record.
@@ -367,7 +284,6 @@ class LineWriter {
 
   rt::TextFile& f_;
   std::vector<char> chunk_;  // being filled
-  std::vector<char> spare_;  // being written, or free
   size_t used_ = 0;
   size_t maxLine_ = 0;
   double plainBelow_ = 0;   // a value of smaller magnitude is never special
@@ -380,7 +296,6 @@ class LineWriter {
   std::vector<TabFill> tabs_;
   std::vector<std::vector<uint8_t>> seen_;  // per one-place tab: label added
   JoinStyle style_;
-  ChunkWriter out_;  // last: its thread ends before the chunks go
 };
 
 }  // namespace
