@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "vdd/definition.h"
@@ -126,20 +127,18 @@ TEST(LoadVdd, ExampleFillsTheRecord) {
   EXPECT_EQ(def.suppressZero.count(), 2);
   EXPECT_EQ(def.suppressZero.indexOf("COSTS"), 0);
 
+  // Slot, text, is a string, is zero; slot 3 (MINF) untouched.
+  const std::tuple<int, const char*, bool, bool> specials[] = {{4, "1e-10", false, false},
+                                                               {2, "inf", true, false},
+                                                               {1, "", true, true},
+                                                               {0, "-0.0", false, true},
+                                                               {3, "-1e30", false, false}};
   const auto& m = def.specialValueMapping;
-  EXPECT_EQ(m.text[4], "1e-10");
-  EXPECT_FALSE(m.isString[4]);
-  EXPECT_FALSE(m.isZero[4]);
-  EXPECT_EQ(m.text[2], "inf");
-  EXPECT_TRUE(m.isString[2]);
-  EXPECT_FALSE(m.isZero[2]);
-  EXPECT_EQ(m.text[1], "");
-  EXPECT_TRUE(m.isString[1]);
-  EXPECT_TRUE(m.isZero[1]);
-  EXPECT_EQ(m.text[0], "-0.0");
-  EXPECT_FALSE(m.isString[0]);
-  EXPECT_TRUE(m.isZero[0]);
-  EXPECT_EQ(m.text[3], "-1e30");  // untouched
+  for (const auto& [i, text, isString, isZero] : specials) {
+    EXPECT_EQ(m.text[i], text) << i;
+    EXPECT_EQ(m.isString[i], isString) << i;
+    EXPECT_EQ(m.isZero[i], isZero) << i;
+  }
 }
 
 TEST(LoadVdd, StartUpDefaults) {
