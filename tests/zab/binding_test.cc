@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "child_process.h"
 #include "runtime/short_string.h"
@@ -50,48 +51,27 @@ TEST(ZabBinding, LibraryFileName) {
   EXPECT_EQ(zab::libraryFileName("x").str(), "libx64.so");
 }
 
-TEST(ZabBinding, ProgramDirectoryWinsOverLoaderPath) {
-  ChildResult r = runInChild([] {
-    useProgramDir(libDir("exedir"));
-    say(ready());
-    say("id " + std::to_string(symbolCount()));
-    say(zab::zabLibraryPath().str());
-    return 0;
-  });
-  EXPECT_EQ(r.exitCode, 0);
-  EXPECT_EQ(r.out, "ready []\nid 1\n" + libPath("exedir") + "\n");
-}
-
-TEST(ZabBinding, TrailingDelimiterOfTheDirectoryIsDropped) {
-  ChildResult r = runInChild([] {
-    std::string argv0 = libDir("exedir") + "//";
-    zab::setExecutableDirectory(argv0.c_str());
-    say(ready());
-    say(zab::zabLibraryPath().str());
-    return 0;
-  });
-  EXPECT_EQ(r.out, "ready []\n" + libPath("exedir") + "\n");
-}
-
-TEST(ZabBinding, BareNameThroughTheLoaderPathWhenTheProgramDirectoryHasNone) {
-  ChildResult r = runInChild([] {
-    useProgramDir(libDir("nolibrary"));
-    say(ready());
-    say("id " + std::to_string(symbolCount()));
-    say(zab::zabLibraryPath().str());
-    return 0;
-  });
-  EXPECT_EQ(r.out, "ready []\nid 2\nlibzabcclib64.so\n");
-}
-
-TEST(ZabBinding, ProgramWithoutDirectoryUsesTheLoaderPath) {
-  ChildResult r = runInChild([] {
-    zab::setExecutableDirectory("zab2veda");
-    say(ready());
-    say("id " + std::to_string(symbolCount()));
-    return 0;
-  });
-  EXPECT_EQ(r.out, "ready []\nid 2\n");
+// Where the library is looked for: the program's own directory first (a
+// trailing delimiter dropped), else the bare name through the loader's path
+// (where the "onpath" variant, id 2, lives).
+TEST(ZabBinding, SearchOrder) {
+  const std::pair<std::string, std::string> rows[] = {
+      {libDir("exedir") + "/zab2veda", "id 1\n" + libPath("exedir")},
+      {libDir("exedir") + "//", "id 1\n" + libPath("exedir")},
+      {libDir("nolibrary") + "/zab2veda", "id 2\nlibzabcclib64.so"},
+      {"zab2veda", "id 2\nlibzabcclib64.so"},
+  };
+  for (const auto& [argv0, want] : rows) {
+    ChildResult r = runInChild([&argv0] {
+      zab::setExecutableDirectory(argv0.c_str());
+      say(ready());
+      say("id " + std::to_string(symbolCount()));
+      say(zab::zabLibraryPath().str());
+      return 0;
+    });
+    EXPECT_EQ(r.exitCode, 0) << argv0;
+    EXPECT_EQ(r.out, "ready []\n" + want + "\n") << argv0;
+  }
 }
 
 TEST(ZabBinding, SecondGetReadyLoadsNothingAndClearsTheMessage) {

@@ -21,20 +21,13 @@ std::string format(double v, const zab::SpecialValueMapping& m,
   return std::string(out, static_cast<size_t>(n));
 }
 
-TEST(SpecialValues, DefaultMapping) {
+// The default texts, as looked up and as formatted.
+TEST(SpecialValues, EachFileValueMapsToItsDefaultText) {
   zab::SpecialValueMapping m;
   const char* expected[5] = {"8888888888", "9999999999", "+1e30", "-1e30", "0"};
   for (int i = 0; i < 5; i++) {
     EXPECT_EQ(m.text[i].str(), expected[i]) << i;
     EXPECT_FALSE(m.isString[i]) << i;
-  }
-  EXPECT_TRUE(m.text[5].empty());
-}
-
-TEST(SpecialValues, EachFileValueMapsToItsText) {
-  zab::SpecialValueMapping m;
-  const char* expected[5] = {"8888888888", "9999999999", "+1e30", "-1e30", "0"};
-  for (int i = 0; i < 5; i++) {
     rt::ShortStr text;
     bool isString = true;
     EXPECT_TRUE(zab::isASpecialValue(kFileSpecials[i], kFileSpecials, m, text, isString)) << i;
@@ -42,6 +35,7 @@ TEST(SpecialValues, EachFileValueMapsToItsText) {
     EXPECT_FALSE(isString);
     EXPECT_EQ(format(kFileSpecials[i], m), expected[i]);
   }
+  EXPECT_TRUE(m.text[5].empty());
 }
 
 TEST(SpecialValues, OnlyExactEqualityCounts) {
@@ -63,9 +57,7 @@ TEST(SpecialValues, TheFilesValuesDecideNotTheReservedConstants) {
   EXPECT_EQ(zab::specialIndex(zab::valund, other), -1);
   EXPECT_EQ(format(-kInf, m, other), "-1e30");
   EXPECT_EQ(format(-2, m, other), "9999999999");
-}
-
-TEST(SpecialValues, FirstEqualValueWins) {
+  // The first equal value wins.
   const double twice[5] = {7, 8, 9, 7, 7};
   EXPECT_EQ(zab::specialIndex(7, twice), 0);
 }
@@ -123,12 +115,6 @@ TEST(SpecialValues, XMapVal) {
       {5e300, 7}, {2.5e300, 3}, {7e300, 8}, {1e301, 8}, {kInf, 8},
   };
   for (const Case& c : cases) EXPECT_EQ(zab::xmapval(c.x), c.want) << c.x;
-}
-
-TEST(SpecialValues, ReservedConstants) {
-  EXPECT_EQ(zab::valiup, zab::valpin);
-  EXPECT_EQ(zab::valnaint, 0x7D2B7500);
-  EXPECT_EQ(zab::old_valacr, 1e31);
 }
 
 }  // namespace
