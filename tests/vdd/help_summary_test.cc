@@ -6,46 +6,13 @@
 #include <vector>
 
 #include "runtime/text_file.h"
-#include "vdd/vdd_help.h"
 #include "vdd/vdd_summary.h"
 #include "vdd_test_support.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
-TEST(VddHelp, ExactLines) {
-  Lines out = vdd_test::captureLines([] { vdd::vddHelp(); });
-  ASSERT_EQ(out.size(), 88u);
-  ASSERT_EQ(vdd::vddHelpLineCount(), 88);
-  for (int i = 0; i < 88; ++i) EXPECT_EQ(out[i], vdd::vddHelpLine(i)) << "line " << i;
-  EXPECT_EQ(out[0], "VDD file Summary");
-  EXPECT_EQ(out[1], std::string(68, '-'));
-  EXPECT_EQ(out[19], "[ParentSubSets] .vds file definitions with parent-child structure");
-  EXPECT_EQ(out[23],
-            "TupleSeparator \"string\"  use a different separator symbol between tuple elements");
-  EXPECT_EQ(out[30],
-            "Not-0 attribute ...      don't write records with zero values for these attributes");
-  EXPECT_EQ(out[41], "         ...veda\\database\\mayveda_date_time.");
-  EXPECT_EQ(out[42], "         Where data and time are the creation time stamp.");
-  EXPECT_EQ(out[59], "\"x(i,j) duals\" x.m      i  Warehouses");
-  EXPECT_EQ(out[79], "i1 ic  Plants  ");  // two trailing blanks
-  EXPECT_EQ(out[80], "i1 id  i       ");  // seven trailing blanks
-  EXPECT_EQ(out[87], "  indicating both .L and .M needs to written as a pair.");
-}
-
-TEST(VddHelp, EveryLineEndsWithALineFeed) {
-  ::testing::internal::CaptureStdout();
-  vdd::vddHelp();
-  rt::flushOut();
-  std::string text = ::testing::internal::GetCapturedStdout();
-  size_t bytes = 0;
-  for (int i = 0; i < vdd::vddHelpLineCount(); ++i)
-    bytes += std::string(vdd::vddHelpLine(i)).size() + 1;
-  EXPECT_EQ(text.size(), bytes);
-  EXPECT_EQ(text.find('\r'), std::string::npos);
-  EXPECT_EQ(text.find("\n\n"), std::string::npos);  // no empty lines
-}
+// The help text (--help) is checked byte for byte, trailing blanks included,
+// by the golden case cli_long_help.
 
 std::string readAll(const std::string& path) {
   std::ifstream f(path, std::ios::binary);
