@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace rt {
@@ -33,21 +34,21 @@ std::vector<std::string> readLines(const std::string& contents) {
 
 using Lines = std::vector<std::string>;
 
-TEST(LineReader, LinesEndAtLineFeedOnly) {
-  EXPECT_EQ(readLines("a\nbb\n"), (Lines{"a", "bb"}));
-  EXPECT_EQ(readLines("a\r\nb\r\n"), (Lines{"a\r", "b\r"}));  // the CR stays
-  EXPECT_EQ(readLines("one\rtwo\n"), (Lines{"one\rtwo"}));
-}
-
-TEST(LineReader, LastLineWithoutLineFeed) {
-  EXPECT_EQ(readLines("a\nlast"), (Lines{"a", "last"}));
-  EXPECT_EQ(readLines("only"), (Lines{"only"}));
-}
-
-TEST(LineReader, EmptyFileAndEmptyLines) {
-  EXPECT_EQ(readLines(""), Lines{});
-  EXPECT_EQ(readLines("\n"), (Lines{""}));
-  EXPECT_EQ(readLines("\n\nx\n\n"), (Lines{"", "", "x", ""}));
+// Lines end at a line feed only; a last line needs none; empty lines and
+// zero bytes stay.
+TEST(LineReader, SplitsAtLineFeeds) {
+  const std::pair<std::string, Lines> cases[] = {
+      {"a\nbb\n", {"a", "bb"}},
+      {"a\r\nb\r\n", {"a\r", "b\r"}},  // the CR stays
+      {"one\rtwo\n", {"one\rtwo"}},
+      {"a\nlast", {"a", "last"}},
+      {"only", {"only"}},
+      {"", {}},
+      {"\n", {""}},
+      {"\n\nx\n\n", {"", "", "x", ""}},
+      {std::string("a\0b\n", 4), {std::string("a\0b", 3)}},
+  };
+  for (const auto& [text, lines] : cases) EXPECT_EQ(readLines(text), lines) << text;
 }
 
 TEST(LineReader, LongLineIsCutAt255AndItsRestSkipped) {
@@ -61,10 +62,6 @@ TEST(LineReader, LongLineIsCutAt255AndItsRestSkipped) {
   EXPECT_EQ(got[2], std::string(255, 'c'));
   EXPECT_EQ(got[3], "next");
   EXPECT_EQ(got[4], std::string(255, 'c'));
-}
-
-TEST(LineReader, ZeroBytesStayInTheLine) {
-  EXPECT_EQ(readLines(std::string("a\0b\n", 4)), (Lines{std::string("a\0b", 3)}));
 }
 
 TEST(LineReader, EofBeforeAndAfterLines) {
