@@ -61,16 +61,16 @@ TEST(ZabBinding, SearchOrder) {
       {libDir("nolibrary") + "/zab2veda", "id 2\nlibzabcclib64.so"},
       {"zab2veda", "id 2\nlibzabcclib64.so"},
   };
-  for (const auto& [argv0, want] : rows) {
-    ChildResult r = runInChild([&argv0] {
-      zab::setExecutableDirectory(argv0.c_str());
+  for (const auto& row : rows) {
+    ChildResult r = runInChild([&row] {
+      zab::setExecutableDirectory(row.first.c_str());
       say(ready());
       say("id " + std::to_string(symbolCount()));
       say(zab::zabLibraryPath().str());
       return 0;
     });
-    EXPECT_EQ(r.exitCode, 0) << argv0;
-    EXPECT_EQ(r.out, "ready []\n" + want + "\n") << argv0;
+    EXPECT_EQ(r.exitCode, 0) << row.first;
+    EXPECT_EQ(r.out, "ready []\n" + row.second + "\n") << row.first;
   }
 }
 
