@@ -139,30 +139,23 @@ TEST(TextFile, WritingToAFileThatIsNotOpenIsAFailure) {
 }
 
 TEST(TextFile, HaltFlushesEveryOpenFile) {
-  std::string a = tempPath("halt_a");
-  std::string b = tempPath("halt_b");
-  std::string c = tempPath("halt_c");
+  const std::string paths[3] = {tempPath("halt_a"), tempPath("halt_b"), tempPath("halt_c")};
+  const char* texts[3] = {"first", "second", "third"};
   EXPECT_EXIT(
       {
-        TextFile fa;
-        TextFile fb;
-        TextFile fc;
-        fa.create(a);
-        fb.create(b);
-        fc.create(c);
-        fa.write("first");
-        fb.write("second");
-        fc.write("third");
-        fb.close();  // a closed file leaves the list of open files
+        TextFile files[3];
+        for (int i = 0; i < 3; ++i) {
+          files[i].create(paths[i]);
+          files[i].write(texts[i]);
+        }
+        files[1].close();  // a closed file leaves the list of open files
         halt(3);
       },
       testing::ExitedWithCode(3), "");
-  EXPECT_EQ(readAll(a), "first");
-  EXPECT_EQ(readAll(b), "second");
-  EXPECT_EQ(readAll(c), "third");
-  std::remove(a.c_str());
-  std::remove(b.c_str());
-  std::remove(c.c_str());
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(readAll(paths[i]), texts[i]);
+    std::remove(paths[i].c_str());
+  }
 }
 
 TEST(Console, InternalErrorReportsOnStandardOutputAndEndsWithCode1) {
