@@ -53,13 +53,15 @@ void benchDblToStr() {
   std::mt19937_64 rng(1);
   std::uniform_real_distribution<double> decade(-10.0, 20.0);
   std::uniform_real_distribution<double> wide(-300.0, 300.0);
-  std::vector<double> full(n), shortDec(n), whole(n), extreme(n), mix;
+  std::uniform_real_distribution<double> upTo1000(0.0, 1000.0);
+  std::vector<double> full(n), shortDec(n), whole(n), extreme(n), mix, gen(n);
   for (size_t i = 0; i < n; ++i) {
     double sign = (rng() & 1) ? -1.0 : 1.0;
     full[i] = sign * std::pow(10.0, decade(rng));                        // 16-17 significant digits
     shortDec[i] = sign * static_cast<double>(rng() % 10000000) / 100.0;  // 1234.56
     whole[i] = sign * static_cast<double>(rng() % 1000000);
     extreme[i] = sign * std::pow(10.0, wide(rng));
+    gen[i] = upTo1000(rng);  // like `zabtool gen`'s values: 0..1000, full precision
   }
   for (size_t i = 0; i < n / 4; ++i) {
     mix.push_back(full[i]);
@@ -74,6 +76,7 @@ void benchDblToStr() {
   std::printf("  whole numbers < 1e6         : %6.1f\n", timeDblToStr(whole));
   std::printf("  full precision, 1e-300..1e300: %6.1f\n", timeDblToStr(extreme));
   std::printf("  mix of the four             : %6.1f\n", timeDblToStr(mix));
+  std::printf("  uniform 0..1000 (gen values): %6.1f\n", timeDblToStr(gen));
 }
 
 // 12-byte keys. Binary: three 32-bit numbers, as the tuple key of three

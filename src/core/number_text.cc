@@ -348,7 +348,10 @@ inline bool digits15Fast(double a, uint64_t& n, int& e) {
   int q = be - 1075;
   int k = 14 - (((q + 52) * 78913) >> 18);
   if (k < kMinPow || k > kMaxPow) return false;
-  const Pow10& p = powers().get(k);
+  // before the first build of the table digits15 builds it: no call here
+  const Pow10Table* table = __atomic_load_n(&powerTable, __ATOMIC_ACQUIRE);
+  if (__builtin_expect(table == nullptr, 0)) return false;
+  const Pow10& p = table->get(k);
   int lift = 134 + (q + p.exp2);
   if (lift < 0 || lift > 8) return false;
   uint64_t mm = m << lift;
@@ -395,31 +398,30 @@ static_assert(std::endian::native == std::endian::little, "digit bytes are laid 
 
 using Bytes16 = __m128i;
 
-// Both halves of n (7 and 8 digits) are split into groups of four digits,
-// then every group into its four digits in 16-bit lanes: each lane divides
-// its group by 1000, 100, 10 or 1 with two high multiplications, then takes
-// away ten times its left neighbour.
+// Both halves of n (7 and 8 digits) are split three times, each step in
+// lanes of half the width: into groups of four digits (32-bit lanes), pairs
+// (16-bit lanes), single digits (bytes). Each step divides with a high
+// multiplication and puts the quotient in the lower half of its lane and the
+// remainder in the upper, so the digits come out first to last.
 inline Bytes16 digitBytes(uint64_t n) {
+  // the multipliers are kept from being turned into longer shift-and-add chains
+  __m128i by100 = _mm_set1_epi16(100);
+  __m128i by2559 = _mm_set1_epi16(2559);
+  __asm__("" : "+x"(by100), "+x"(by2559));
   __m128i halves = _mm_unpacklo_epi64(_mm_cvtsi64_si128(static_cast<int64_t>(n / 100000000u)),
                                       _mm_cvtsi64_si128(static_cast<int64_t>(n % 100000000u)));
-  // groups: halves / 10000 as x * ceil(2^45 / 10^4) >> 45, exact below 2^32
+  // halves / 10^4 as x * ceil(2^45 / 10^4) >> 45, exact below 2^32
   __m128i high = _mm_srli_epi64(_mm_mul_epu32(halves, _mm_set1_epi32(-776530087)), 45);
   __m128i low = _mm_sub_epi32(halves, _mm_mul_epu32(high, _mm_set1_epi32(10000)));
-  // 16-bit words 0, 2, 4, 6: four times the groups, first to last
-  __m128i groups = _mm_slli_epi32(_mm_or_si128(high, _mm_slli_epi64(low, 32)), 2);
-  __m128i first = _mm_unpacklo_epi16(groups, groups);
-  __m128i second = _mm_unpackhi_epi16(groups, groups);
-  first = _mm_shufflehi_epi16(_mm_shufflelo_epi16(first, 0), 0);
-  second = _mm_shufflehi_epi16(_mm_shufflelo_epi16(second, 0), 0);
-  const __m128i div = _mm_setr_epi16(8389, 5243, 13108, -32768, 8389, 5243, 13108, -32768);
-  const __m128i shift =
-      _mm_setr_epi16(1 << 7, 1 << 11, 1 << 13, -32768, 1 << 7, 1 << 11, 1 << 13, -32768);
-  const __m128i ten = _mm_set1_epi16(10);
-  __m128i a = _mm_mulhi_epu16(_mm_mulhi_epu16(first, div), shift);
-  __m128i b = _mm_mulhi_epu16(_mm_mulhi_epu16(second, div), shift);
-  a = _mm_sub_epi16(a, _mm_slli_epi64(_mm_mullo_epi16(a, ten), 16));
-  b = _mm_sub_epi16(b, _mm_slli_epi64(_mm_mullo_epi16(b, ten), 16));
-  __m128i digits = _mm_add_epi8(_mm_packus_epi16(a, b), _mm_set1_epi8('0'));
+  __m128i groups = _mm_or_si128(high, _mm_slli_epi64(low, 32));
+  // groups (< 10^4) / 100 as x * 5243 >> 19, exact below 43699
+  __m128i hundreds = _mm_srli_epi16(_mm_mulhi_epu16(groups, _mm_set1_epi16(5243)), 3);
+  __m128i rest = _mm_sub_epi16(groups, _mm_mullo_epi16(hundreds, by100));
+  __m128i pairs = _mm_or_si128(hundreds, _mm_slli_epi32(rest, 16));
+  // pairs (< 100) / 10 as x * 6554 >> 16; tens + 256 * (x - 10 * tens)
+  __m128i tens = _mm_mulhi_epu16(pairs, _mm_set1_epi16(6554));
+  __m128i digits = _mm_sub_epi16(_mm_slli_epi16(pairs, 8), _mm_mullo_epi16(tens, by2559));
+  digits = _mm_add_epi8(digits, _mm_set1_epi8('0'));
   return _mm_srli_si128(digits, 1);  // the leading zero of the first half goes
 }
 
@@ -484,38 +486,23 @@ inline Bytes16 withDot(Bytes16 d, int w) {
 
 #endif
 
-// The tails of the rarer forms, kept out of the common path.
+// The tails of the rarer forms, kept out of the common path. Each returns
+// the length of the whole text from out, so that the common path reaches them
+// by tail calls and saves no registers of its own.
 [[gnu::noinline]] int specialText(double x, char* out);
-[[gnu::noinline]] char* wholeText(uint64_t whole, char* p);
-[[gnu::noinline]] char* scientificText(Bytes16 d, int nd, int e, char* p);
+[[gnu::noinline]] int wholeText(uint64_t whole, char* p, const char* out);
+[[gnu::noinline]] int scientificText(Bytes16 d, int nd, int e, char* p, const char* out);
+[[gnu::noinline]] int slowText(double a, char* p, const char* out);
 
-}  // namespace
-
-int dblToStr(double x, char* out) {
-  const uint64_t bits = std::bit_cast<uint64_t>(x);
-  const uint64_t mag = bits & ~(1ull << 63);
-  constexpr uint64_t kInf = 0x7FF0000000000000ull;
-  if (mag - 1 >= kInf - 1) return specialText(x, out);  // 0, -0, infinities, NaN
-  char* p = out;
-  *p = '-';
-  p += bits >> 63;
-  const double a = std::bit_cast<double>(mag);
-  // A whole number below 10^15 has at most 15 digits: its text is exact.
-  // Whole: no mantissa bit below the binary point (1 <= a < 2^52 keeps
-  // 1075 - exponent fraction bits; below 1 the leading bit is one of them).
-  int fracBits = 1075 - static_cast<int>(mag >> 52);
-  fracBits = fracBits < 0 ? 0 : (fracBits > 63 ? 63 : fracBits);
-  const uint64_t m = (mag & ((1ull << 52) - 1)) | (mag >= (1ull << 52) ? 1ull << 52 : 0);
-  if ((m & ((1ull << fracBits) - 1)) == 0 && a < 1e15) {
-    return static_cast<int>(wholeText(static_cast<uint64_t>(a), p) - out);
-  }
-
-  uint64_t n;
-  int e;
-  if (!digits15Fast(a, n, e)) digits15(a, n, e);
+// The text of a (finite, > 0, not a whole number below 10^15) from its 15
+// digits n and the decimal exponent e of the first, at p; its length from out.
+[[gnu::always_inline]] inline int digitText(double a, uint64_t n, int e, char* p, const char* out) {
   Bytes16 d = digitBytes(n);
-  int nd = significantDigits(d);
-
+  // The length of the text decides where the next text starts; a last digit
+  // other than 0 gives it without waiting for the digit bytes. A jump, not a
+  // select: a select would wait for them.
+  int nd = 15;
+  if (__builtin_expect(n % 10 == 0, 0)) nd = significantDigits(d);
   if (a >= 1e-4 && a < 1e15) {
     if (e >= 0) {
       int whole = e + 1;  // at most 16: 999999999999999.9 rounds to 1E15
@@ -535,7 +522,30 @@ int dblToStr(double x, char* out) {
     }
     return static_cast<int>(p - out);
   }
-  return static_cast<int>(scientificText(d, nd, e, p) - out);
+  return scientificText(d, nd, e, p, out);
+}
+
+}  // namespace
+
+int dblToStr(double x, char* out) {
+  const uint64_t bits = std::bit_cast<uint64_t>(x);
+  const uint64_t mag = bits & ~(1ull << 63);
+  constexpr uint64_t kInf = 0x7FF0000000000000ull;
+  if (mag - 1 >= kInf - 1) return specialText(x, out);  // 0, -0, infinities, NaN
+  char* p = out;
+  *p = '-';
+  p += bits >> 63;
+  const double a = std::bit_cast<double>(mag);
+  // A whole number below 10^15 has at most 15 digits: its text is exact.
+  // (Below 10^15 the conversion to an integer is defined and truncates.)
+  if (a < 1e15) {
+    const int64_t whole = static_cast<int64_t>(a);
+    if (static_cast<double>(whole) == a) return wholeText(static_cast<uint64_t>(whole), p, out);
+  }
+  uint64_t n;
+  int e;
+  if (!digits15Fast(a, n, e)) return slowText(a, p, out);
+  return digitText(a, n, e, p, out);
 }
 
 namespace {
@@ -557,9 +567,18 @@ int specialText(double x, char* out) {
   return 3;
 }
 
-char* wholeText(uint64_t whole, char* p) { return std::to_chars(p, p + 16, whole).ptr; }
+int wholeText(uint64_t whole, char* p, const char* out) {
+  return static_cast<int>(std::to_chars(p, p + 16, whole).ptr - out);
+}
 
-char* scientificText(Bytes16 d, int nd, int e, char* p) {
+int slowText(double a, char* p, const char* out) {
+  uint64_t n;
+  int e;
+  digits15(a, n, e);
+  return digitText(a, n, e, p, out);
+}
+
+int scientificText(Bytes16 d, int nd, int e, char* p, const char* out) {
   store16(p, withDot(d, 1));
   p += nd > 1 ? nd + 1 : 1;
   *p++ = 'E';
@@ -575,7 +594,7 @@ char* scientificText(Bytes16 d, int nd, int e, char* p) {
     *p++ = static_cast<char>('0' + e / 10);
   }
   *p++ = static_cast<char>('0' + e % 10);
-  return p;
+  return static_cast<int>(p - out);
 }
 
 }  // namespace
