@@ -1,6 +1,7 @@
 #include "veda/data_file.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <system_error>
@@ -94,6 +95,8 @@ struct TabFill {
 class LineWriter {
  public:
   static constexpr size_t kChunk = size_t{1} << 20;
+  // bytes; a prefetch never faults, so it may point past the chunk's end
+  static constexpr uintptr_t kPrefetchAhead = 4096;
 
   explicit LineWriter(rt::TextFile& f) : f_(f) {
     flushChecked(f_);  // the header: the file's buffer stays empty from here on
@@ -145,6 +148,11 @@ class LineWriter {
       if (changed <= kMaxTuple) buildHead(firstTabFor_[changed], numTabs, keys);
       changed = kMaxTuple + 1;
       char* p = chunk_.data() + used_;
+      // the chunk's lines come back from the last write's copy out of cache:
+      // asking for them for writing some 90 lines ahead keeps the stores of
+      // the line from waiting for them (measured: 2 to 3 % of the run)
+      __builtin_prefetch(
+          reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(p) + kPrefetchAhead), 1, 3);
       if (headLen_ <= 32) {  // head_ has room to read 32 bytes
         std::memcpy(p, head_.data(), 16);
         std::memcpy(p + 16, head_.data() + 16, 16);
