@@ -48,6 +48,27 @@ double timeDblToStr(const std::vector<double>& v) {
   return best;
 }
 
+// The same, each text written right after the last as lines of a file: the
+// next call's place depends on the last call's length, as in the data writer.
+double timeDblToStrInLine(const std::vector<double>& v) {
+  std::vector<char> buf(size_t{1} << 20);
+  double best = 1e300;
+  size_t sink = 0;
+  for (int pass = 0; pass < 5; ++pass) {
+    auto t0 = Clock::now();
+    size_t pos = 0;
+    for (double x : v) {
+      pos += static_cast<size_t>(core::dblToStr(x, buf.data() + pos));
+      buf[pos++] = '\n';
+      if (pos + 64 > buf.size()) pos = 0;
+    }
+    best = std::min(best, nsSince(t0) / static_cast<double>(v.size()));
+    sink += pos;
+  }
+  if (sink == 42) std::puts("");
+  return best;
+}
+
 void benchDblToStr() {
   const size_t n = 1000000;
   std::mt19937_64 rng(1);
@@ -77,6 +98,7 @@ void benchDblToStr() {
   std::printf("  full precision, 1e-300..1e300: %6.1f\n", timeDblToStr(extreme));
   std::printf("  mix of the four             : %6.1f\n", timeDblToStr(mix));
   std::printf("  uniform 0..1000 (gen values): %6.1f\n", timeDblToStr(gen));
+  std::printf("  the same, one text after another: %6.1f\n", timeDblToStrInLine(gen));
 }
 
 // 12-byte keys. Binary: three 32-bit numbers, as the tuple key of three
