@@ -3,7 +3,8 @@
 # Run as root it uses apt-get; otherwise it names the packages to install.
 # Costs nothing when everything is there already.
 set -euo pipefail
-need=(cmake make g++ clang libclang-rt-14-dev libgtest-dev libbenchmark-dev nlohmann-json3-dev)
+need=(cmake make g++ clang libclang-rt-14-dev libgtest-dev libbenchmark-dev nlohmann-json3-dev
+      bc time)  # bc and GNU time: the benchmark scripts in bench/
 missing=()
 for p in "${need[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
