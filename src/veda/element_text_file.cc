@@ -110,20 +110,13 @@ void attachTexts(int t, int symNr, int dim, int tab) {
   }
   int len = store.getNumTuple(tab);
   THashTuple& set = s.projection.tab(tab);
-  int count = startRawRead(symNr);
-  int keys[kMaxTuple] = {};
-  double vals[5] = {};
-  int firstChanged = 0;
-  int64_t received = 0;
-  while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
-    ++received;
+  forEachRawRecord(symNr, [&](const int* keys, const double* vals) {
     for (int k = 0; k <= kMaxTuple; ++k) s.mappedindices[k] = 0;
     for (int j = 1; j <= dim; ++j) s.mappedindices[s.indexmapping[j]] = keys[j - 1];
     int32_t text = recordText(vals[0]);
     int pos = set.find(&s.mappedindices[1], len, s.mark);
     if (pos > 0) s.projection.setText(tab, pos, text);
-  }
-  checkReadComplete(symNr, received, count);
+  });
 }
 
 // [DimensionTextAll]: every element of the set, with its text.
@@ -139,19 +132,12 @@ void addAllTexts(int t, int symNr, int dim, int tab) {
     int nameTab = store.getDimensionI(store.textListIndex(t, j));
     s.indexmapping[j] = nameTab != d.parent ? ++keyLen : 0;
   }
-  int count = startRawRead(symNr);
-  int keys[kMaxTuple] = {};
-  double vals[5] = {};
-  int firstChanged = 0;
-  int64_t received = 0;
-  while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
-    ++received;
+  forEachRawRecord(symNr, [&](const int* keys, const double* vals) {
     for (int j = 1; j <= m; ++j) {
       if (s.indexmapping[j] > 0) s.mappedindices[s.indexmapping[j]] = keys[j - 1];
     }
     s.projection.addUel(tab, &s.mappedindices[1], keyLen, recordText(vals[0]));
-  }
-  checkReadComplete(symNr, received, count);
+  });
 }
 
 void addTextEntries() {
@@ -187,18 +173,11 @@ void addParentTexts() {
     }
     if (e.symNr < 1) rt::internalError(ShortStr("set ") + e.setName + " not found again");
     int childPos = child == e.tab1 ? 0 : 1;
-    int count = startRawRead(e.symNr);
-    int keys[kMaxTuple] = {};
-    double vals[5] = {};
-    int firstChanged = 0;
-    int64_t received = 0;
-    while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
-      ++received;
+    forEachRawRecord(e.symNr, [&](const int* keys, const double* vals) {
       int32_t parent = keys[1 - childPos];
       int32_t tuple[2] = {keys[childPos], parent == INT32_MIN ? 0 : -parent};
       state.projection.addUel(child, tuple, 2, recordText(vals[0]));
-    }
-    checkReadComplete(e.symNr, received, count);
+    });
   }
 }
 
@@ -206,7 +185,6 @@ void writeRecords() {
   vdd::Definition& d = vdd::def;
   State& s = state;
   rt::TextFile& f = s.vde;
-  const bool withParent = d.parent != -1;
   JoinStyle style{d.options.tupleSeparator.view(), d.options.showAllSeparators};
   FieldBuf tab, parent, element, text;
   driver::run.cnttxt = 0;
@@ -230,15 +208,7 @@ void writeRecords() {
       } else {
         quoteField(elemText(txt).view(), text);
       }
-      f.write(tab.view());
-      f.write(',');
-      if (withParent) {
-        f.write(parent.view());
-        f.write(',');
-      }
-      f.write(element.view());
-      f.write(',');
-      f.writeLn(text.view());
+      writeTabRecord(f, tab.view(), parent.view(), element.view(), text.view());
       ++driver::run.cnttxt;
     }
     checkWritten(f);

@@ -24,4 +24,10 @@ void flushChecked(rt::TextFile& f);
 // Closes f and ends the run (exit code 1) when anything failed.
 void closeChecked(rt::TextFile& f);
 
+// One line of the element-text or subset file: the tab field, the parent
+// field only when the definition has a parent tab, then the two others, all
+// joined by commas.
+void writeTabRecord(rt::TextFile& f, std::string_view tab, std::string_view parent,
+                    std::string_view second, std::string_view third);
+
 }  // namespace veda

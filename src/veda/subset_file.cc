@@ -78,13 +78,7 @@ bool collectMembers(int k, int tab) {
   }
 
   THashTuple& set = s.projection.tab(tab);
-  int count = startRawRead(nr);
-  int keys[kMaxTuple] = {};
-  double vals[5] = {};
-  int firstChanged = 0;
-  int64_t received = 0;
-  while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
-    ++received;
+  forEachRawRecord(nr, [&](const int* keys, const double*) {
     if (parentPos == 1) {
       int32_t t[3] = {keys[1], keys[0], -1};
       set.add(t, 3, 1);
@@ -97,8 +91,7 @@ bool collectMembers(int k, int tab) {
       int pos = set.find(&s.mappedindices[1], len, s.mark);
       if (pos > 0) s.projection.setText(tab, pos, 1);
     }
-  }
-  checkReadComplete(nr, received, count);
+  });
   return true;
 }
 
@@ -106,7 +99,6 @@ void writeMembers(int tab, const ShortStr& subsetName) {
   vdd::Definition& d = vdd::def;
   State& s = state;
   rt::TextFile& f = s.vds;
-  const bool withParent = d.parent != -1;
   THashTuple& set = s.projection.tab(tab);
   FieldBuf tabField, nameField, parent, element;
   quoteField(d.dimensionStore.getTabName(tab).view(), tabField);
@@ -121,15 +113,7 @@ void writeMembers(int tab, const ShortStr& subsetName) {
       joinAllSeparators(s.uels, &s.x[1], count, d.options.tupleSeparator.view(), element);
       parent.assign(driver::run.filler.view());
     }
-    f.write(tabField.view());
-    f.write(',');
-    if (withParent) {
-      f.write(parent.view());
-      f.write(',');
-    }
-    f.write(nameField.view());
-    f.write(',');
-    f.writeLn(element.view());
+    writeTabRecord(f, tabField.view(), parent.view(), nameField.view(), element.view());
     ++driver::run.cntsub;
   }
   checkWritten(f);
@@ -154,17 +138,10 @@ void writeSetText(int tab, const ShortStr& subsetName) {
     quoteField(info.text.view(), text);
   }
   rt::TextFile& f = state.vde;
+  FieldBuf name;
   quoteField((d.dimensionStore.getTabName(tab) + "SET").view(), field);
-  f.write(field.view());
-  f.write(',');
-  if (d.parent != -1) {
-    f.write(driver::run.filler.view());
-    f.write(',');
-  }
-  quoteField(subsetName.view(), field);
-  f.write(field.view());
-  f.write(',');
-  f.writeLn(text.view());
+  quoteField(subsetName.view(), name);
+  writeTabRecord(f, field.view(), driver::run.filler.view(), name.view(), text.view());
   ++driver::run.cnttxt;
   checkWritten(f);
 }

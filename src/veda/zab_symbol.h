@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <string_view>
 
+#include "driver/run_state.h"
 #include "runtime/short_string.h"
+#include "veda/projection.h"
+#include "zab/zab_api.h"
 
 namespace veda {
 
@@ -53,6 +56,23 @@ void reportShortRead(std::string_view symbol, int64_t received, int announced);
 // the run (failShortRead), a complete one returns.
 inline void checkReadComplete(int symNr, int64_t received, int announced) {
   if (readEndedShort(received, announced)) failShortRead(symNr, received, announced);
+}
+
+// Reads every record of symbol symNr by label numbers and calls
+// fn(const int* keys, const double* values) for each; a short read ends the
+// run after the last record received.
+template <class Fn>
+void forEachRawRecord(int symNr, Fn&& fn) {
+  int count = startRawRead(symNr);
+  int keys[kMaxTuple] = {};
+  double vals[5] = {};
+  int firstChanged = 0;
+  int64_t received = 0;
+  while (zab::api.zabDataReadRaw(driver::run.pgx, keys, vals, &firstChanged)) {
+    ++received;
+    fn(static_cast<const int*>(keys), static_cast<const double*>(vals));
+  }
+  checkReadComplete(symNr, received, count);
 }
 
 }  // namespace veda
