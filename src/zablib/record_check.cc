@@ -144,16 +144,16 @@ inline uint64_t tightRun(const uint8_t*& p, const uint8_t* end, uint32_t& lastKe
 
 }  // namespace
 
-bool checkBlock(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end, uint64_t count,
+bool checkBlock(const BlockShape& shape, const uint8_t* begin, const uint8_t* end, uint64_t count,
                 BlockFault& fault, bool fast) {
   BlockChecker c;
-  c.start(spec, begin, end, count, fast);
+  c.start(shape, begin, end, count, fast);
   return c.run(end, fault);
 }
 
-void BlockChecker::start(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end,
+void BlockChecker::start(const BlockShape& shape, const uint8_t* begin, const uint8_t* end,
                          uint64_t count, bool fast) {
-  spec_ = spec;
+  shape_ = shape;
   begin_ = begin;
   end_ = end;
   p_ = begin;
@@ -166,7 +166,7 @@ void BlockChecker::start(const BlockSpec& spec, const uint8_t* begin, const uint
 bool BlockChecker::run(const uint8_t* stop, BlockFault& fault) {
   // The state lives in locals while the loop runs: the compiler keeps them
   // in registers, which it could not do for members.
-  const BlockSpec& spec = spec_;
+  const BlockShape& shape = shape_;
   const uint8_t* const begin = begin_;
   const uint8_t* const end = end_;
   const uint64_t count = count_;
@@ -174,10 +174,10 @@ bool BlockChecker::run(const uint8_t* stop, BlockFault& fault) {
   uint32_t keys[kMaxDim];
   std::memcpy(keys, keys_, sizeof keys);
   const uint8_t* p = p_;
-  const uint32_t d = spec.dim;
-  const uint32_t labels = spec.labelCount;
-  const bool five = hasFiveValues(spec.type);
-  const bool isSet = spec.type == kTypeSet;
+  const uint32_t d = shape.dim;
+  const uint32_t labels = shape.labelCount;
+  const bool five = hasFiveValues(shape.type);
+  const bool isSet = shape.type == kTypeSet;
   const bool fastOk = fast && d != 0;
   const uint8_t* rec = p;
   uint64_t r = next_;
@@ -204,7 +204,7 @@ bool BlockChecker::run(const uint8_t* stop, BlockFault& fault) {
     }
     const uint8_t tag = *p;
     if (fastOk && r > 1 &&
-        fastRecord(tag, p, end, keys[d - 1], labels, five, isSet, spec.textCount)) {
+        fastRecord(tag, p, end, keys[d - 1], labels, five, isSet, shape.textCount)) {
       ++r;
       continue;
     }
@@ -262,7 +262,7 @@ bool BlockChecker::run(const uint8_t* stop, BlockFault& fault) {
         // Element-text number: none, text 1, or an integer in 0..textCount.
         if (t == kValZero) continue;
         if (t == kValOne) {
-          if (spec.textCount < 1) return fail("set record with an invalid element-text number");
+          if (shape.textCount < 1) return fail("set record with an invalid element-text number");
           continue;
         }
         if (t != kValInt) return fail("set record with an invalid element-text number");
@@ -273,7 +273,7 @@ bool BlockChecker::run(const uint8_t* stop, BlockFault& fault) {
         if (!readVarint(p, end, z)) return fail("bad varint in value");
         const int64_t n = unzigzag(z);
         if (n > kMaxExactInt || n < -kMaxExactInt) return fail("integer value out of range");
-        if (isSet && (n < 0 || static_cast<uint64_t>(n) > spec.textCount))
+        if (isSet && (n < 0 || static_cast<uint64_t>(n) > shape.textCount))
           return fail("set record with an invalid element-text number");
       } else if (t == kValFloat || t == kValDouble) {
         const size_t len = t == kValFloat ? 4 : 8;

@@ -24,7 +24,7 @@ struct BlockFault {
 };
 
 // `fast` false: every record takes the general path (the tests compare both).
-bool checkBlock(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end, uint64_t count,
+bool checkBlock(const BlockShape& shape, const uint8_t* begin, const uint8_t* end, uint64_t count,
                 BlockFault& fault, bool fast = true);
 
 // The check of checkBlock, resumable: run(stop) checks the records that
@@ -34,7 +34,7 @@ bool checkBlock(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end,
 // After a fault the checker must not be run again. No allocation.
 class BlockChecker {
  public:
-  void start(const BlockSpec& spec, const uint8_t* begin, const uint8_t* end, uint64_t count,
+  void start(const BlockShape& shape, const uint8_t* begin, const uint8_t* end, uint64_t count,
              bool fast = true);
   // stop in [position(), end]. False with `fault` filled on a fault.
   bool run(const uint8_t* stop, BlockFault& fault);
@@ -42,7 +42,7 @@ class BlockChecker {
   const uint8_t* position() const { return p_; }
 
  private:
-  BlockSpec spec_;
+  BlockShape shape_;
   const uint8_t* begin_ = nullptr;
   const uint8_t* end_ = nullptr;
   const uint8_t* p_ = nullptr;

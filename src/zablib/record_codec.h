@@ -15,7 +15,7 @@
 namespace zablib {
 
 // What a block decoder needs to know about its symbol and file.
-struct BlockSpec {
+struct BlockShape {
   uint32_t dim = 0;
   uint32_t type = 0;
   uint32_t labelCount = 0;
@@ -27,9 +27,9 @@ struct BlockSpec {
 class RecordEncoder {
  public:
   // specials: the five values that are stored as special-value tags.
-  void start(const BlockSpec& spec, const double* specials) {
-    spec_ = spec;
-    five_ = hasFiveValues(spec.type);
+  void start(const BlockShape& shape, const double* specials) {
+    shape_ = shape;
+    five_ = hasFiveValues(shape.type);
     for (int i = 0; i < 5; ++i) specials_[i] = specials[i];
     std::memset(prev_, 0, sizeof prev_);
   }
@@ -44,7 +44,7 @@ class RecordEncoder {
       moreAt = out;
       out += 2;
     }
-    const int d = static_cast<int>(spec_.dim);
+    const int d = static_cast<int>(shape_.dim);
     if (d > 0) {
       int f = 0;
       while (f < d - 1 && keys[f] == prev_[f]) ++f;
@@ -113,7 +113,7 @@ class RecordEncoder {
     return kValDouble;
   }
 
-  BlockSpec spec_;
+  BlockShape shape_;
   bool five_ = false;
   double specials_[5] = {};
   uint32_t prev_[kMaxDim] = {};
@@ -124,9 +124,9 @@ class RecordEncoder {
 // Reads a block that checkBlock (record_check.h) accepted; no checks at all.
 class BlockDecoder {
  public:
-  void start(const BlockSpec& spec, const uint8_t* begin) {
-    dim_ = spec.dim;
-    five_ = hasFiveValues(spec.type);
+  void start(const BlockShape& shape, const uint8_t* begin) {
+    dim_ = shape.dim;
+    five_ = hasFiveValues(shape.type);
     p_ = begin;
     std::memset(keys_, 0, sizeof keys_);
   }

@@ -417,7 +417,7 @@ bool ZabReader::checkBlock(uint32_t nr, ZabError& err) {
   const uint8_t* const b = base_ + s.blockOffset;
   const uint8_t* const e = b + s.blockSize;
   BlockChecker checker;
-  checker.start(blockSpec(s), b, e, s.recordCount);
+  checker.start(blockShape(s), b, e, s.recordCount);
   BlockFault fault;
   bool faulty = false;
   uint32_t crc = 0;
@@ -457,7 +457,7 @@ uint64_t RecordCursor::start(const ZabReader& r, uint32_t symNr) {
   end_ = b + s.blockSize;
   released_ = b;
   checkAt_ = s.blockSize > kReleaseStep ? b + kReleaseStep : end_;
-  dec_.start(r.blockSpec(s), b);
+  dec_.start(r.blockShape(s), b);
   if (s.recordCount != 0 && r.changed()) {
     lost_ = true;
     return 0;

@@ -96,8 +96,8 @@ class ZabReader {
     const SymbolEntry& s = symbols_[nr - 1];
     return s.aliasOf ? symbols_[s.aliasOf - 1] : s;
   }
-  BlockSpec blockSpec(const SymbolEntry& s) const {
-    return BlockSpec{s.dim, s.type, labelCount(), textCount()};
+  BlockShape blockShape(const SymbolEntry& s) const {
+    return BlockShape{s.dim, s.type, labelCount(), textCount()};
   }
   const uint8_t* data() const { return base_; }
   uint64_t size() const { return size_; }

@@ -323,8 +323,8 @@ bool ZabWriter::endSymbol(ZabError& err, uint64_t* dupFirst, uint64_t* dupSecond
     return false;
   }
   RecordEncoder enc;
-  BlockSpec spec{s.dim, s.type, labelCount(), textCount()};
-  enc.start(spec, specials_);
+  BlockShape shape{s.dim, s.type, labelCount(), textCount()};
+  enc.start(shape, specials_);
   blockCrc_ = 0;
   blockSize_ = 0;
   bufUsed_ = 0;

@@ -21,7 +21,7 @@
 namespace {
 
 using zablib::BlockDecoder;
-using zablib::BlockSpec;
+using zablib::BlockShape;
 using zablib::RecordEncoder;
 
 const double kSpecials[7] = {1e300, 2e300, 3e300, 4e300, 5e300, 0, 0};
@@ -58,9 +58,9 @@ TEST(Codec, ValuesSurviveBitForBit) {
   // clang-format on
   const size_t n = sizeof values / sizeof values[0];
   for (uint32_t type : {1u, 2u}) {
-    BlockSpec spec{1, type, static_cast<uint32_t>(n), 0};
+    BlockShape shape{1, type, static_cast<uint32_t>(n), 0};
     RecordEncoder enc;
-    enc.start(spec, kSpecials);
+    enc.start(shape, kSpecials);
     std::vector<uint8_t> buf(n * zablib::kMaxRecordBytes);
     uint8_t* p = buf.data();
     for (size_t i = 0; i < n; ++i) {
@@ -69,9 +69,9 @@ TEST(Codec, ValuesSurviveBitForBit) {
       p = enc.encode(&key, v, p);
     }
     zablib::BlockFault fault;
-    ASSERT_TRUE(zablib::checkBlock(spec, buf.data(), p, n, fault)) << fault.why;
+    ASSERT_TRUE(zablib::checkBlock(shape, buf.data(), p, n, fault)) << fault.why;
     BlockDecoder dec;
-    dec.start(spec, buf.data());
+    dec.start(shape, buf.data());
     for (size_t i = 0; i < n; ++i) {
       double v[5];
       ASSERT_EQ(dec.next(v, kSpecials), 1);
@@ -89,9 +89,9 @@ TEST(Codec, ValuesSurviveBitForBit) {
 }
 
 TEST(Codec, DenseParameterRecordIsNineBytes) {
-  BlockSpec spec{3, 1, 100, 0};
+  BlockShape shape{3, 1, 100, 0};
   RecordEncoder enc;
-  enc.start(spec, kSpecials);
+  enc.start(shape, kSpecials);
   uint8_t buf[zablib::kMaxRecordBytes * 2];
   uint32_t k1[3] = {1, 1, 1}, k2[3] = {1, 1, 2};
   double v[5] = {0.123456789, 0, 0, 0, 0};
@@ -110,9 +110,9 @@ struct BadBlock {
 };
 
 bool checkBlock(const BadBlock& b, std::string& why) {
-  BlockSpec spec{b.dim, b.type, b.labels, b.texts};
+  BlockShape shape{b.dim, b.type, b.labels, b.texts};
   zablib::BlockFault fault;
-  if (zablib::checkBlock(spec, b.bytes.data(), b.bytes.data() + b.bytes.size(), b.count, fault))
+  if (zablib::checkBlock(shape, b.bytes.data(), b.bytes.data() + b.bytes.size(), b.count, fault))
     return true;
   why = fault.why;
   return false;
@@ -181,11 +181,11 @@ TEST(Codec, CheckRefusesMalformedBlocks) {
 }
 
 // checkBlock's check by BlockChecker in pieces of 1 to `most` bytes.
-bool checkInPieces(const BlockSpec& spec, const std::vector<uint8_t>& m, uint64_t count,
+bool checkInPieces(const BlockShape& shape, const std::vector<uint8_t>& m, uint64_t count,
                    zablib::BlockFault& fault, std::mt19937& rng, size_t most) {
   zablib::BlockChecker c;
   const uint8_t* const end = m.data() + m.size();
-  c.start(spec, m.data(), end, count);
+  c.start(shape, m.data(), end, count);
   for (const uint8_t* stop = m.data(); stop < end;) {
     const size_t step = 1 + rng() % most;
     stop = static_cast<size_t>(end - stop) > step ? stop + step : end;
@@ -206,7 +206,7 @@ TEST(Codec, FastAndGeneralChecksAgree) {
   for (uint32_t type : {0u, 1u, 2u, 3u, 7u}) {
     for (uint32_t dim : {1u, 2u, 3u}) {
       const uint32_t labels = 300, texts = 70;
-      BlockSpec spec{dim, type, labels, texts};
+      BlockShape shape{dim, type, labels, texts};
       // Sorted distinct keys with gaps of 1 to 200.
       std::vector<std::vector<uint32_t>> keys;
       std::vector<uint32_t> k(dim, 1);
@@ -219,7 +219,7 @@ TEST(Codec, FastAndGeneralChecksAgree) {
         if (k[pos] > labels) break;
       }
       RecordEncoder enc;
-      enc.start(spec, kSpecials);
+      enc.start(shape, kSpecials);
       std::vector<uint8_t> buf(keys.size() * zablib::kMaxRecordBytes);
       uint8_t* p = buf.data();
       for (const auto& key : keys) {
@@ -236,23 +236,23 @@ TEST(Codec, FastAndGeneralChecksAgree) {
       }
       buf.resize(static_cast<size_t>(p - buf.data()));
       zablib::BlockFault f1, f2;
-      ASSERT_TRUE(zablib::checkBlock(spec, buf.data(), buf.data() + buf.size(), keys.size(), f1))
+      ASSERT_TRUE(zablib::checkBlock(shape, buf.data(), buf.data() + buf.size(), keys.size(), f1))
           << f1.why;
-      ASSERT_TRUE(checkInPieces(spec, buf, keys.size(), f1, rng, 1)) << f1.why;
-      ASSERT_TRUE(checkInPieces(spec, buf, keys.size(), f1, rng, 40)) << f1.why;
+      ASSERT_TRUE(checkInPieces(shape, buf, keys.size(), f1, rng, 1)) << f1.why;
+      ASSERT_TRUE(checkInPieces(shape, buf, keys.size(), f1, rng, 40)) << f1.why;
       for (size_t at = 0; at < buf.size(); ++at) {
         for (int bit = 0; bit < 8; ++bit) {
           std::vector<uint8_t> m = buf;
           m[at] = static_cast<uint8_t>(m[at] ^ (1u << bit));
           ++mutations;
           const bool a =
-              zablib::checkBlock(spec, m.data(), m.data() + m.size(), keys.size(), f1, true);
+              zablib::checkBlock(shape, m.data(), m.data() + m.size(), keys.size(), f1, true);
           const bool b =
-              zablib::checkBlock(spec, m.data(), m.data() + m.size(), keys.size(), f2, false);
+              zablib::checkBlock(shape, m.data(), m.data() + m.size(), keys.size(), f2, false);
           ASSERT_EQ(a, b) << "type " << type << " dim " << dim << " byte " << at << " bit " << bit
                           << ": " << f1.why << " / " << f2.why;
           zablib::BlockFault f3;
-          const bool c = checkInPieces(spec, m, keys.size(), f3, rng, 1 + at % 16);
+          const bool c = checkInPieces(shape, m, keys.size(), f3, rng, 1 + at % 16);
           ASSERT_EQ(a, c) << "in pieces: type " << type << " dim " << dim << " byte " << at
                           << " bit " << bit << ": " << f1.why << " / " << f3.why;
           if (!a) {
@@ -265,7 +265,7 @@ TEST(Codec, FastAndGeneralChecksAgree) {
           }
           ++passed;
           BlockDecoder dec;
-          dec.start(spec, m.data());
+          dec.start(shape, m.data());
           std::vector<uint32_t> prev;
           double v[5];
           for (size_t r = 0; r < keys.size(); ++r) {
