@@ -499,12 +499,15 @@ ZAB_API int D__zabOpenWrite(zabHandle_t pzab, const unsigned char* fileName,
   });
 }
 
-ZAB_API int C__zabUELRegisterStrStart(zabHandle_t pzab) {
+// The label registration brackets only confirm that a file is open for writing.
+static int writerReady(zabHandle_t pzab) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
     return o && needWrite(o) ? 1 : 0;
   });
 }
+
+ZAB_API int C__zabUELRegisterStrStart(zabHandle_t pzab) { return writerReady(pzab); }
 
 ZAB_API int D__zabUELRegisterStr(zabHandle_t pzab, const unsigned char* uel, int* uelNr) {
   return guarded(pzab, [&] {
@@ -519,12 +522,7 @@ ZAB_API int D__zabUELRegisterStr(zabHandle_t pzab, const unsigned char* uel, int
   });
 }
 
-ZAB_API int C__zabUELRegisterDone(zabHandle_t pzab) {
-  return guarded(pzab, [&] {
-    ZabObject* o = obj(pzab);
-    return o && needWrite(o) ? 1 : 0;
-  });
-}
+ZAB_API int C__zabUELRegisterDone(zabHandle_t pzab) { return writerReady(pzab); }
 
 ZAB_API int D__zabAddSetText(zabHandle_t pzab, const unsigned char* text, int* textNr) {
   return guarded(pzab, [&] {
@@ -539,20 +537,23 @@ ZAB_API int D__zabAddSetText(zabHandle_t pzab, const unsigned char* text, int* t
   });
 }
 
-ZAB_API int D__zabDataWriteStrStart(zabHandle_t pzab, const unsigned char* name,
-                                    const unsigned char* text, int dim, int type, int userInfo) {
+// A symbol started for string keys or for label numbers is the same symbol.
+static int startSymbol(zabHandle_t pzab, const unsigned char* name, const unsigned char* text,
+                       int dim, int type, int userInfo) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
     return o ? startWrite(o, name, text, dim, type, userInfo) : 0;
   });
 }
 
+ZAB_API int D__zabDataWriteStrStart(zabHandle_t pzab, const unsigned char* name,
+                                    const unsigned char* text, int dim, int type, int userInfo) {
+  return startSymbol(pzab, name, text, dim, type, userInfo);
+}
+
 ZAB_API int D__zabDataWriteRawStart(zabHandle_t pzab, const unsigned char* name,
                                     const unsigned char* text, int dim, int type, int userInfo) {
-  return guarded(pzab, [&] {
-    ZabObject* o = obj(pzab);
-    return o ? startWrite(o, name, text, dim, type, userInfo) : 0;
-  });
+  return startSymbol(pzab, name, text, dim, type, userInfo);
 }
 
 ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys, const double* values) {
