@@ -1,10 +1,17 @@
 #include "zabtool/json_build.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
 #include <cstdint>
-#include <fstream>
+#include <cstring>
 #include <initializer_list>
+#include <iterator>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -72,24 +79,40 @@ const json& needArray(const json& v, const std::string& path) {
   return v;
 }
 
+// An integer, or a number so large (2^63 and beyond) that it can only be
+// an integer literal too large for 64 bits (arriving as a double).
+bool integerLike(const json& v) {
+  return v.is_number_integer() || (v.is_number_float() && std::fabs(v.get<double>()) >= 0x1p63);
+}
+
+// An integer member. An integer literal beyond 64 bits arrives as the
+// nearest double; it is reported as out of range like any other.
 int64_t needInteger(const json& v, const std::string& path, int64_t lo, int64_t hi) {
-  int64_t n = 0;
-  if (v.is_number_integer()) {
-    n = v.get<int64_t>();
-  } else if (v.is_number_unsigned()) {
-    uint64_t u = v.get<uint64_t>();
-    n = u > static_cast<uint64_t>(INT64_MAX) ? INT64_MAX : static_cast<int64_t>(u);
+  std::string shown;
+  // Unsigned first: is_number_integer() holds for unsigned values too.
+  if (v.is_number_unsigned()) {
+    const uint64_t u = v.get<uint64_t>();
+    if (u <= static_cast<uint64_t>(INT64_MAX)) {
+      const int64_t n = static_cast<int64_t>(u);
+      if (n >= lo && n <= hi) return n;
+    }
+    shown = std::to_string(u);
+  } else if (v.is_number_integer()) {
+    const int64_t n = v.get<int64_t>();
+    if (n >= lo && n <= hi) return n;
+    shown = std::to_string(n);
+  } else if (v.is_number_float() && std::fabs(v.get<double>()) >= 0x1p63) {
+    appendNumber(shown, v.get<double>());  // a double this large is a whole number
   } else {
     fault(path, std::string("expected an integer, got ") + kindOf(v));
   }
-  if (n < lo || n > hi)
-    fault(path, std::to_string(n) + " is not in " + std::to_string(lo) + ".." + std::to_string(hi));
-  return n;
+  fault(path, shown + " is not in " + std::to_string(lo) + ".." + std::to_string(hi));
 }
 
 double needValue(const json& v, const std::string& path) {
-  if (v.is_number_integer()) return static_cast<double>(v.get<int64_t>());
+  // Unsigned first: is_number_integer() holds for unsigned values too.
   if (v.is_number_unsigned()) return static_cast<double>(v.get<uint64_t>());
+  if (v.is_number_integer()) return static_cast<double>(v.get<int64_t>());
   if (v.is_number_float()) return v.get<double>();
   if (v.is_string()) {
     if (auto d = valueFromName(v.get_ref<const std::string&>())) return *d;
@@ -204,8 +227,7 @@ class Builder {
                       "\" is not a type: expected set, parameter, variable, equation, alias or "
                       "an integer type code");
     }
-    if (v.is_number_integer() || v.is_number_unsigned())
-      return static_cast<int>(needInteger(v, path, 0, INT32_MAX));
+    if (integerLike(v)) return static_cast<int>(needInteger(v, path, 0, INT32_MAX));
     fault(path, std::string("expected a type name or an integer type code, got ") + kindOf(v));
   }
 
@@ -304,19 +326,187 @@ bool buildFromDocument(const json& doc, const std::string& outPath, std::string&
   return true;
 }
 
-bool parse(const std::string& text, const std::string& where, json& doc, std::string& error) {
-  try {
-    doc = json::parse(text);
-  } catch (const json::exception& e) {
-    std::string what = e.what();
-    // Drop the library's "[json.exception.parse_error.101] " tag.
-    size_t close = what.find("] ");
-    if (what.rfind("[json.exception.", 0) == 0 && close != std::string::npos)
-      what = what.substr(close + 2);
-    error = where + ": invalid JSON: " + what;
+// At most this much of a token is echoed in a message.
+constexpr size_t kEchoMax = 40;
+
+std::string echo(std::string_view token) {
+  if (token.size() <= kEchoMax) return std::string(token);
+  return std::string(token.substr(0, kEchoMax)) + "...";
+}
+
+// How far the parser has read: bytes, and the line and column of the last
+// byte (1-based, counted as the parser counts them in its own messages).
+struct Place {
+  size_t bytes = 0;
+  size_t line = 1;
+  size_t lineStart = 0;  // bytes before the current line
+  std::string text() const {
+    return "line " + std::to_string(line) + ", column " + std::to_string(bytes - lineStart);
+  }
+};
+struct Tally {
+  Place now;
+  Place before;  // one byte earlier (the parser may have read one byte ahead)
+};
+
+// The parser's input: bytes of the source, counted as they are read.
+class CountingReader {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
+
+  CountingReader(const char* p, Tally* tally) : p_(p), tally_(tally) {}
+  reference operator*() const { return *p_; }
+  CountingReader& operator++() {
+    tally_->before = tally_->now;
+    Place& n = tally_->now;
+    ++n.bytes;
+    if (*p_ == '\n') {
+      ++n.line;
+      n.lineStart = n.bytes;
+    }
+    ++p_;
+    return *this;
+  }
+  bool operator==(const CountingReader& o) const { return p_ == o.p_; }
+  bool operator!=(const CountingReader& o) const { return p_ != o.p_; }
+
+ private:
+  const char* p_;
+  Tally* tally_;
+};
+
+// Builds the document from parser events, as the library's own parser
+// would, and also refuses a member name that repeats within one object and
+// a number beyond the range of a double, naming the JSON path of either.
+class DocumentBuilder {
+ public:
+  using number_integer_t = json::number_integer_t;
+  using number_unsigned_t = json::number_unsigned_t;
+  using number_float_t = json::number_float_t;
+  using string_t = json::string_t;
+  using binary_t = json::binary_t;
+
+  DocumentBuilder(json& root, const Tally& tally) : root_(root), tally_(tally) {}
+
+  bool null() { return put(nullptr) != nullptr; }
+  bool boolean(bool b) { return put(b) != nullptr; }
+  bool number_integer(number_integer_t n) { return put(n) != nullptr; }
+  bool number_unsigned(number_unsigned_t n) { return put(n) != nullptr; }
+  bool number_float(number_float_t d, const string_t&) { return put(d) != nullptr; }
+  bool string(string_t& s) { return put(std::move(s)) != nullptr; }
+  bool binary(binary_t& b) { return put(json::binary(std::move(b))) != nullptr; }
+  bool start_object(size_t) { return open(json::object()); }
+  bool start_array(size_t) { return open(json::array()); }
+  bool end_object() { return close(); }
+  bool end_array() { return close(); }
+  bool key(string_t& k) {
+    Level& top = stack_.back();
+    if (top.node->contains(k)) {
+      duplicate_ = true;
+      top.key = std::move(k);
+      place_ = tally_.now;  // the parser has just read the name's closing quote
+      return false;
+    }
+    top.key = std::move(k);
+    return true;
+  }
+  bool parse_error(size_t offset, const std::string& token, const json::exception& e) {
+    place_ = offset + 1 == tally_.now.bytes ? tally_.before : tally_.now;
+    token_ = token;
+    errorId_ = e.id;
+    error_ = e.what();
     return false;
   }
-  return true;
+
+  // The message for a failed parse; `where` names the source.
+  std::string failure(const std::string& where) const {
+    if (duplicate_) return pathHere() + ": duplicate member (" + place_.text() + ")";
+    if (errorId_ == 406)  // a number beyond the range of a double
+      return pathHere() + ": number out of range (" + place_.text() + "): " + echo(token_);
+    std::string what = error_;
+    // Drop the library's "[json.exception.parse_error.101] " tag.
+    const size_t close = what.find("] ");
+    if (what.rfind("[json.exception.", 0) == 0 && close != std::string::npos)
+      what = what.substr(close + 2);
+    // Cut an echoed token that is too long to help.
+    const std::string kLastRead = "; last read: '";
+    const size_t lr = what.find(kLastRead);
+    if (lr != std::string::npos && what.back() == '\'') {
+      const size_t from = lr + kLastRead.size();
+      what = what.substr(0, from) +
+             echo(std::string_view(what).substr(from, what.size() - from - 1)) + "'";
+    }
+    return where + ": invalid JSON: " + what;
+  }
+
+ private:
+  struct Level {
+    json* node;
+    std::string key;  // member being read (objects)
+  };
+
+  // Places a value where the parser is; returns it.
+  template <typename V>
+  json* put(V&& v) {
+    if (stack_.empty()) {
+      root_ = json(std::forward<V>(v));
+      return &root_;
+    }
+    Level& top = stack_.back();
+    if (top.node->is_array()) {
+      top.node->push_back(json(std::forward<V>(v)));
+      return &top.node->back();
+    }
+    json& slot = (*top.node)[top.key];
+    slot = json(std::forward<V>(v));
+    return &slot;
+  }
+  bool open(json&& container) {
+    stack_.push_back({put(std::move(container)), std::string()});
+    return true;
+  }
+  bool close() {
+    stack_.pop_back();
+    return true;
+  }
+
+  // JSON path of the value the parser is at ("document" for the whole).
+  std::string pathHere() const {
+    std::string p;
+    for (size_t i = 0; i < stack_.size(); ++i) {
+      const Level& l = stack_[i];
+      if (l.node->is_array()) {
+        // An open child is the array's last element; otherwise the next one.
+        const bool childOpen = i + 1 < stack_.size();
+        p = at(p, l.node->size() - (childOpen ? 1 : 0));
+      } else {
+        p = p.empty() ? l.key : p + "." + l.key;
+      }
+    }
+    return p.empty() ? "document" : p;
+  }
+
+  json& root_;
+  const Tally& tally_;
+  std::vector<Level> stack_;
+  bool duplicate_ = false;
+  int errorId_ = 0;
+  Place place_;
+  std::string token_, error_;
+};
+
+bool parse(const std::string& text, const std::string& where, json& doc, std::string& error) {
+  Tally tally;
+  DocumentBuilder builder(doc, tally);
+  const char* p = text.data();
+  if (json::sax_parse(CountingReader(p, &tally), CountingReader(p + text.size(), &tally), &builder))
+    return true;
+  error = builder.failure(where);
+  return false;
 }
 
 }  // namespace
@@ -330,19 +520,39 @@ bool buildFromJsonText(const std::string& jsonText, const std::string& outPath,
 
 bool buildFromJsonFile(const std::string& sourcePath, const std::string& outPath,
                        std::string& error) {
-  std::ifstream in(sourcePath, std::ios::binary);
-  if (!in) {
+  const bool standardInput = sourcePath == "-";
+  const std::string where = standardInput ? "standard input" : sourcePath;
+  const int fd = standardInput ? STDIN_FILENO : ::open(sourcePath.c_str(), O_RDONLY);
+  if (fd < 0) {
     error = "cannot open " + sourcePath;
     return false;
   }
-  std::ostringstream ss;
-  ss << in.rdbuf();
-  if (in.bad()) {
-    error = "cannot read " + sourcePath;
+  struct stat st;
+  const bool statOk = ::fstat(fd, &st) == 0;
+  if (statOk && S_ISDIR(st.st_mode)) {
+    ::close(fd);
+    error = where + " is a directory";
     return false;
   }
+  std::string text;
+  if (statOk && S_ISREG(st.st_mode) && st.st_size > 0)
+    text.reserve(static_cast<size_t>(st.st_size));
+  char buf[1 << 16];
+  for (;;) {
+    const ssize_t n = ::read(fd, buf, sizeof buf);
+    if (n > 0) {
+      text.append(buf, static_cast<size_t>(n));
+    } else if (n == 0) {
+      break;
+    } else if (errno != EINTR) {
+      error = "cannot read " + where + ": " + std::strerror(errno);
+      if (!standardInput) ::close(fd);
+      return false;
+    }
+  }
+  if (!standardInput) ::close(fd);
   json doc;
-  if (!parse(ss.str(), sourcePath, doc, error)) return false;
+  if (!parse(text, where, doc, error)) return false;
   return buildFromDocument(doc, outPath, error);
 }
 

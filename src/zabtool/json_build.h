@@ -9,8 +9,8 @@
 
 namespace zabtool {
 
-// Builds outPath from the JSON text in sourcePath. Returns false with a
-// message (path of the fault first) in `error`.
+// Builds outPath from the JSON text in sourcePath ("-": standard input).
+// Returns false with a message (path of the fault first) in `error`.
 bool buildFromJsonFile(const std::string& sourcePath, const std::string& outPath,
                        std::string& error);
 

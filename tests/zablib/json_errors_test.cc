@@ -79,6 +79,33 @@ std::vector<ErrorCase> cases() {
        "symbols[0].userinfo: expected an integer"},
       {"UserinfoTooBig", one(R"({"name": "s", "type": "set", "dim": 1, "userinfo": 4294967296})"),
        "symbols[0].userinfo: 4294967296 is not in -2147483648..2147483647"},
+      {"UserinfoAboveInt64",
+       one(R"({"name": "s", "type": "set", "dim": 1, "userinfo": 9223372036854775808})"),
+       "symbols[0].userinfo: 9223372036854775808 is not in -2147483648..2147483647"},
+      {"DimLargestUnsigned", one(R"({"name": "s", "type": "set", "dim": 18446744073709551615})"),
+       "symbols[0].dim: 18446744073709551615 is not in 0..20"},
+      {"TypeBeyond64Bits", one(R"({"name": "s", "type": 99999999999999999999, "dim": 1})"),
+       "symbols[0].type: 1e+20 is not in 0..2147483647"},
+      {"DuplicateSymbolMember", one(R"({"name": "p", "name": "q", "type": "set", "dim": 1})"),
+       "symbols[0].name: duplicate member (line 1, column 33)"},
+      {"DuplicateTopMember", R"({"symbols": [)" + kSet + R"(],
+ "symbols": []})",
+       "symbols: duplicate member (line 2, column 10)"},
+      {"DuplicateRecordMember",
+       one(R"({"name": "p", "type": "parameter", "dim": 1, "records": [{"keys": ["a"], "value": 1, "value": 2}]})"),
+       "symbols[0].records[0].value: duplicate member"},
+      {"ValueOutOfRange",
+       one(R"({"name": "p", "type": "parameter", "dim": 0, "records": [{"keys": [], "value": 1e400}]})"),
+       "symbols[0].records[0].value: number out of range (line 1, column 97): 1e400"},
+      {"LongNumberCut",
+       one(R"({"name": "p", "type": "parameter", "dim": 0, "records": [{"keys": [], "value": )" +
+           std::string(5000, '7') + "}]}"),
+       "symbols[0].records[0].value: number out of range (line 1, column 5092): " +
+           std::string(40, '7') + "..."},
+      {"InArrayOutOfRange", R"({"uels": ["a", -1e999], "symbols": []})",
+       "uels[1]: number out of range (line 1, column 21): -1e999"},
+      {"LongTokenCut", R"({"symbols": ")" + std::string(5000, 's') + "\n",
+       "document: invalid JSON: parse error at line 2, column 0: syntax error"},
       {"UnknownSymbolMember", one(R"({"name": "s", "type": "set", "dim": 1, "colour": 1})"),
        "symbols[0].colour: unknown member"},
       {"OfOnNonAlias", one(R"({"name": "s", "type": "set", "dim": 1, "of": "x"})"),
@@ -179,6 +206,7 @@ TEST_P(JsonErrors, NamesThePathAndWritesNothing) {
   std::string error;
   EXPECT_FALSE(zabtool::buildFromJsonText(c.source, dir.file("out.zab"), error));
   EXPECT_EQ(error.substr(0, c.message.size()), c.message) << "full message: " << error;
+  EXPECT_LT(error.size(), 300u) << "the message echoes too much of the source";
   EXPECT_EQ(dir.entryCount(), 0) << "a file was left behind";
 }
 
@@ -192,6 +220,14 @@ TEST(JsonErrorsFile, MissingSourceFile) {
   std::string error;
   EXPECT_FALSE(zabtool::buildFromJsonFile(dir.file("nope.json"), dir.file("o.zab"), error));
   EXPECT_EQ(error, "cannot open " + dir.file("nope.json"));
+  EXPECT_EQ(dir.entryCount(), 0);
+}
+
+TEST(JsonErrorsFile, SourceIsADirectory) {
+  zabtest::ScratchDir dir;
+  std::string error;
+  EXPECT_FALSE(zabtool::buildFromJsonFile(dir.path(), dir.file("o.zab"), error));
+  EXPECT_EQ(error, dir.path() + " is a directory");
   EXPECT_EQ(dir.entryCount(), 0);
 }
 

@@ -2,10 +2,12 @@
 // document a dump must give, and the round trip dump -> build -> dump.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "zab_test_util.h"
+#include "zablib/format.h"
 
 namespace {
 
@@ -176,6 +178,35 @@ TEST(JsonRoundTrip, EveryValueForm) {
       {"keys": ["nan"], "value": "NaN"}, {"keys": ["ieeinf"], "value": "Infinity"},
       {"keys": ["ieeminf"], "value": "-Infinity"}, {"keys": ["zero"], "value": 0},
       {"keys": ["default"], "value": 0}, {"keys": ["reserved"], "value": "UNDEF"}]}]})");
+}
+
+// An integer literal of any size is the double strtod gives for it, also
+// beyond the 64-bit integer ranges.
+TEST(JsonRoundTrip, IntegersOfAnySizeAreTheNearestDouble) {
+  const char* kLiterals[] = {"9007199254740993",     "9223372036854775807",
+                             "9223372036854775808",  "18446744073709551615",
+                             "18446744073709551616", "-9223372036854775808",
+                             "-9223372036854775809", "123456789012345678901234567890"};
+  std::string recs;
+  for (const char* lit : kLiterals)
+    recs += std::string(recs.empty() ? "" : ", ") + R"({"keys": [")" + lit + R"("], "value": )" +
+            lit + "}";
+  ScratchDir dir;
+  zabtest::build(
+      R"({"symbols": [{"name": "p", "type": "parameter", "dim": 1, "records": [)" + recs + "]}]}",
+      dir.file("i.zab"));
+  zablib::ZabReader r;
+  zablib::ZabError err;
+  ASSERT_TRUE(r.open(dir.file("i.zab"), err)) << err.text;
+  zablib::RecordCursor cur;
+  cur.start(r, 1);
+  double v[zablib::kValues];
+  const double specials[7] = {1e300, 2e300, 3e300, 4e300, 5e300, 0, 0};
+  for (const char* lit : kLiterals) {
+    ASSERT_TRUE(cur.next(v, specials));
+    EXPECT_EQ(r.label(cur.keys()[0]), lit);
+    EXPECT_EQ(v[0], std::strtod(lit, nullptr)) << lit;
+  }
 }
 
 TEST(JsonRoundTrip, NumbersAreShortestTextsThatReadBackTheSame) {
