@@ -7,6 +7,7 @@
 
 #include "zablib/format.h"
 #include "zablib/zab_writer.h"
+#include "zabtool/output.h"
 
 namespace zabtool {
 namespace {
@@ -57,6 +58,13 @@ int typeCode(const std::string& t, int symbolIndex) {
 const double kSpecials[5] = {1e300, 2e300, 3e300, 4e300, 5e300};
 
 }  // namespace
+
+bool isGenOption(const std::string& arg) {
+  for (const char* o : {"--records", "--symbols", "--dim", "--type", "--labels", "--density",
+                        "--specials", "--texts", "--seed"})
+    if (arg == o) return true;
+  return false;
+}
 
 bool parseGenOptions(const std::vector<std::string>& args, GenOptions& o, std::string& error) {
   for (size_t i = 0; i < args.size(); ++i) {
@@ -121,9 +129,12 @@ bool generate(const std::string& outPath, const GenOptions& o, uint64_t& written
     error = "too many labels needed (" + std::to_string(labels) + ")";
     return false;
   }
+  StagedOutput out;
+  std::string writePath;
+  if (!out.begin(outPath, writePath, error)) return false;
   zablib::ZabWriter w;
   zablib::ZabError err;
-  if (!w.open(outPath, "zabtool gen", err)) {
+  if (!w.open(writePath, "zabtool gen", err)) {
     error = err.text;
     return false;
   }
@@ -199,7 +210,7 @@ bool generate(const std::string& outPath, const GenOptions& o, uint64_t& written
     error = err.text;
     return false;
   }
-  return true;
+  return out.finish(error);
 }
 
 }  // namespace zabtool

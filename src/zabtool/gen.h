@@ -24,10 +24,14 @@ struct GenOptions {
   uint64_t seed = 1;
 };
 
+// True for the name of one of gen's options (each takes a value).
+bool isGenOption(const std::string& arg);
+
 // Parses gen's options (after OUT.zab); false with a message on a bad one.
 bool parseGenOptions(const std::vector<std::string>& args, GenOptions& o, std::string& error);
 
-// Writes the file; `written` receives the number of records written.
+// Writes the file (as output.h describes); `written` receives the number of
+// records written.
 bool generate(const std::string& outPath, const GenOptions& o, uint64_t& written,
               std::string& error);
 

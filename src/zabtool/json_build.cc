@@ -17,6 +17,7 @@
 
 #include "zablib/format.h"
 #include "zablib/zab_writer.h"
+#include "zabtool/output.h"
 #include "zabtool/value_text.h"
 
 namespace zabtool {
@@ -305,9 +306,12 @@ class Builder {
 };
 
 bool buildFromDocument(const json& doc, const std::string& outPath, std::string& error) {
+  StagedOutput out;
+  std::string writePath;
+  if (!out.begin(outPath, writePath, error)) return false;
   zablib::ZabWriter w;
   zablib::ZabError err;
-  if (!w.open(outPath, "zabtool", err)) {
+  if (!w.open(writePath, "zabtool", err)) {
     error = err.text;
     return false;
   }
@@ -323,7 +327,7 @@ bool buildFromDocument(const json& doc, const std::string& outPath, std::string&
     error = err.text;
     return false;
   }
-  return true;
+  return out.finish(error);
 }
 
 // At most this much of a token is echoed in a message.

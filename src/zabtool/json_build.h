@@ -2,7 +2,9 @@
 //
 // The document is checked completely; a fault is reported with the JSON
 // path where it sits ("symbols[3].records[17].keys: expected 2 labels, got
-// 3"). The output file appears only when everything succeeded.
+// 3"). The output file appears only when everything succeeded; it is
+// written as output.h describes (links followed, devices and pipes written
+// in place, "-" standard output).
 #pragma once
 
 #include <string>

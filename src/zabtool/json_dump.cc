@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "zablib/format.h"
+#include "zabtool/output.h"
 #include "zabtool/value_text.h"
 
 namespace zabtool {
@@ -249,16 +250,22 @@ bool dumpJsonFile(const std::string& zabPath, const std::string& outPath, std::s
     error = err.text;
     return false;
   }
-  if (outPath.empty()) {
-    if (!dumpJson(r, stdout, error)) return false;
-    if (std::fflush(stdout) != 0) {
-      error = std::string("cannot write standard output: ") + std::strerror(errno);
+  OutputTarget target;
+  if (!resolveOutput(outPath.empty() ? "-" : outPath, target, error)) return false;
+  if (target.special) {
+    FILE* f = nullptr;
+    if (!openSpecial(target, f, error)) return false;
+    const bool ok = dumpJson(r, f, error);
+    std::string closeError;
+    // A failed write is reported by closeSpecial (for standard output in its own words).
+    if (!closeSpecial(target, f, closeError)) {
+      error = closeError;
       return false;
     }
-    return true;
+    return ok;
   }
-  const std::string tmp = outPath + ".tmp" + std::to_string(getpid());
-  FILE* f = std::fopen(tmp.c_str(), "wb");
+  const std::string tmp = target.path + ".tmp" + std::to_string(getpid());
+  FILE* f = std::fopen(tmp.c_str(), "wbx");
   if (!f) {
     error = "cannot create " + tmp + ": " + std::strerror(errno);
     return false;
@@ -268,8 +275,8 @@ bool dumpJsonFile(const std::string& zabPath, const std::string& outPath, std::s
     error = "cannot write " + tmp + ": " + std::strerror(errno);
     ok = false;
   }
-  if (ok && std::rename(tmp.c_str(), outPath.c_str()) != 0) {
-    error = "cannot move " + tmp + " to " + outPath + ": " + std::strerror(errno);
+  if (ok && std::rename(tmp.c_str(), target.path.c_str()) != 0) {
+    error = "cannot move " + tmp + " to " + target.path + ": " + std::strerror(errno);
     ok = false;
   }
   if (!ok) std::remove(tmp.c_str());

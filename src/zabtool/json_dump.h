@@ -16,8 +16,9 @@ namespace zabtool {
 // writing fails.
 bool dumpJson(const zablib::ZabReader& r, FILE* out, std::string& error);
 
-// zabtool dump FILE [OUT]: to standard output, or to OUT through a
-// temporary file that is renamed at the end.
+// zabtool dump FILE [OUT]: to standard output (OUT empty or "-"), or to
+// OUT as output.h describes: a regular file through a temporary file that
+// is renamed at the end, a device or pipe in place.
 bool dumpJsonFile(const std::string& zabPath, const std::string& outPath, std::string& error);
 
 }  // namespace zabtool

@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
-# zabtool's command line: usage text and exit code 2 for usage errors, exit
-# code 1 and a message for failures, no partial output file, and the round
-# trip build -> dump -> build giving the same file.
+# zabtool's command line: usage text and exit code 2 for usage errors, help
+# on standard output with exit code 0, exit code 1 and a message for
+# failures (a failed write to standard output included), no partial output
+# file, outputs through links and into pipes, and the round trip build ->
+# dump -> build giving the same file.
 set -u
-tool=$1
+tool=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1  # a stray output lands here, not in the source tree
 fail=0
 check() {  # check NAME WANT_CODE CMD...
   local name=$1 want=$2; shift 2
@@ -23,6 +26,36 @@ check info-two-args 2 "$tool" info a b
 check gen-bad-option 2 "$tool" gen "$work/g.zab" --colour red
 check gen-bad-value 2 "$tool" gen "$work/g.zab" --dim 21
 check gen-missing-value 2 "$tool" gen "$work/g.zab" --records
+
+# Help: standard output, exit code 0, nothing else, no file written.
+for args in "--help" "-h" "build --help" "dump -h" "info --help" "gen --help" \
+            "gen $work/h.zab --records 5 --help" "build -h -- x.json"; do
+  # shellcheck disable=SC2086
+  check "help[$args]" 0 "$tool" $args
+  head -n1 "$work/out" | grep -q "^usage: zabtool" || { echo "FAIL help[$args]: no usage on standard output"; fail=1; }
+  [[ -s "$work/err" ]] && { echo "FAIL help[$args]: standard error"; cat "$work/err"; fail=1; }
+done
+check help-gen-options 0 "$tool" gen --help
+grep -q -- "--records N" "$work/out" || { echo "FAIL gen --help without its options"; fail=1; }
+check help-all 0 "$tool" --help
+grep -q "^       zabtool dump FILE.zab" "$work/out" || { echo "FAIL --help is not the whole usage"; fail=1; }
+[[ -e "$work/h.zab" || -e "$work/--help" ]] && { echo "FAIL help wrote a file"; fail=1; }
+
+# Unknown options: exit code 2, the option named, nothing on standard output.
+while IFS='|' read -r opt args; do
+  # shellcheck disable=SC2086
+  check "unknown[$opt $args]" 2 "$tool" $args
+  head -n1 "$work/err" | grep -qxF -- "zabtool: unknown option $opt" || { echo "FAIL unknown[$opt $args]:"; cat "$work/err"; fail=1; }
+  [[ -s "$work/out" ]] && { echo "FAIL unknown[$opt $args]: standard output"; fail=1; }
+done <<EOF2
+--version|--version
+-x|build -x $work/src.json $work/u.zab
+--colour|gen $work/u.zab --colour red
+--colour|gen $work/u.zab --colour
+-q|dump -q $work/a.zab
+--records|build --records 5 $work/src.json $work/u.zab
+EOF2
+[[ -e "$work/u.zab" ]] && { echo "FAIL a refused command wrote a file"; fail=1; }
 
 cat > "$work/src.json" <<'JSON'
 {"uels": ["b"], "symbols": [
@@ -54,6 +87,80 @@ head -c 100 "$work/a.zab" > "$work/cut.zab"
 check dump-truncated 1 "$tool" dump "$work/cut.zab" "$work/cut.json"
 [[ -e "$work/cut.json" ]] && { echo "FAIL dump of a bad file left output"; fail=1; }
 
+# "--" ends the options; "-" is standard input for build, standard output
+# for dump, build and gen.
+cp "$work/src.json" "$work/-odd.json"
+check dashdash 0 "$tool" build -- "$work/-odd.json" "$work/odd.zab"
+cmp -s "$work/a.zab" "$work/odd.zab" || { echo "FAIL build after --"; fail=1; }
+check stdin 0 "$tool" build - "$work/in.zab" < "$work/src.json"
+cmp -s "$work/a.zab" "$work/in.zab" || { echo "FAIL build from standard input"; fail=1; }
+check dump-dash 0 "$tool" dump "$work/a.zab" -
+cmp -s "$work/a.json" "$work/out" || { echo "FAIL dump to -"; fail=1; }
+check build-dash 0 "$tool" build "$work/src.json" -
+cmp -s "$work/a.zab" "$work/out" || { echo "FAIL build to -"; fail=1; }
+ls "$work" | grep -qx -- - && { echo "FAIL a file named - was written"; fail=1; }
+echo '{"symbols": [], "symbols": []}' | "$tool" build - "$work/dup.zab" 2>"$work/err"
+grep -qx "zabtool: symbols: duplicate member (line 1, column 25)" "$work/err" || { echo "FAIL duplicate from standard input:"; cat "$work/err"; fail=1; }
+check build-directory 1 "$tool" build "$work" "$work/d.zab"
+grep -qxF "zabtool: $work is a directory" "$work/err" || { echo "FAIL build from a directory:"; cat "$work/err"; fail=1; }
+
+# A failed write to standard output: exit code 1 and one line saying so; an
+# exit code that is already non-zero stays.
+if [[ -w /dev/full ]]; then
+  while IFS='|' read -r want args; do
+    # shellcheck disable=SC2086
+    "$tool" $args >/dev/full 2>"$work/err"
+    code=$?
+    [[ $code == "$want" ]] || { echo "FAIL full[$args]: exit $code, expected $want"; fail=1; }
+    if [[ $want == 1 && $args != dump*missing* ]]; then
+      [[ $(cat "$work/err") == "zabtool: error writing standard output: No space left on device" ]] ||
+        { echo "FAIL full[$args]: standard error:"; cat "$work/err"; fail=1; }
+    fi
+  done <<EOF2
+1|info $work/a.zab
+1|dump $work/a.zab
+1|dump $work/a.zab -
+1|--help
+1|gen $work/full.zab --records 10
+1|build $work/src.json -
+1|dump $work/missing.zab
+2|info
+EOF2
+fi
+
+# Outputs through symbolic links and into pipes: the link stays a link and
+# the file it points to gets the content; a pipe stays a pipe and carries it.
+mkdir "$work/real"
+ln -s real/r.json "$work/link.json"      # dangling: the file is made
+ln -s "$work/link.json" "$work/link2.json"  # a link to a link
+echo old > "$work/real/z.zab"
+ln -s real/z.zab "$work/link.zab"
+ln -s real/g.zab "$work/glink.zab"
+check link-dump 0 "$tool" dump "$work/a.zab" "$work/link2.json"
+check link-build 0 "$tool" build "$work/src.json" "$work/link.zab"
+check link-gen 0 "$tool" gen "$work/glink.zab" --records 10
+for l in link.json link2.json link.zab glink.zab; do
+  [[ -L "$work/$l" ]] || { echo "FAIL $l is no longer a link"; fail=1; }
+done
+cmp -s "$work/a.json" "$work/real/r.json" || { echo "FAIL dump through a link"; fail=1; }
+cmp -s "$work/a.zab" "$work/real/z.zab" || { echo "FAIL build through a link"; fail=1; }
+[[ -s "$work/real/g.zab" ]] || { echo "FAIL gen through a link"; fail=1; }
+ls "$work" "$work/real" | grep -q "tmp[0-9]" && { echo "FAIL temporary file left"; fail=1; }
+# A descriptor's link is written in place (here appending to a redirection).
+echo start > "$work/appended"
+"$tool" dump "$work/a.zab" /dev/fd/1 >> "$work/appended"
+cmp -s <(echo start; cat "$work/a.json") "$work/appended" || { echo "FAIL dump to /dev/fd/1"; fail=1; }
+mkfifo "$work/pipe"
+for what in "dump $work/a.zab|a.json" "build $work/src.json|a.zab"; do
+  timeout 10 cat "$work/pipe" > "$work/fromfifo" &
+  reader=$!
+  # shellcheck disable=SC2086
+  timeout 10 "$tool" ${what%|*} "$work/pipe" 2>"$work/err" || { echo "FAIL ${what%|*} into a pipe:"; cat "$work/err"; fail=1; }
+  wait $reader
+  cmp -s "$work/${what#*|}" "$work/fromfifo" || { echo "FAIL ${what%|*}: the pipe did not carry the file"; fail=1; }
+  [[ -p "$work/pipe" ]] || { echo "FAIL ${what%|*} replaced the pipe"; fail=1; rm -f "$work/pipe"; mkfifo "$work/pipe"; }
+done
+
 # gen: deterministic for a seed, different for another.
 check gen1 0 "$tool" gen "$work/g1.zab" --records 5000 --type mixed --symbols 4 --specials 0.1 --seed 7
 check gen2 0 "$tool" gen "$work/g2.zab" --records 5000 --type mixed --symbols 4 --specials 0.1 --seed 7
@@ -67,4 +174,7 @@ check gen-dump 0 "$tool" dump "$work/g4.zab" "$work/g4.json"
 check gen-rebuild 0 "$tool" build "$work/g4.json" "$work/g5.zab"
 check gen-dump2 0 "$tool" dump "$work/g5.zab" "$work/g5.json"
 cmp -s "$work/g4.json" "$work/g5.json" || { echo "FAIL gen round trip"; fail=1; }
+"$tool" gen - --records 3000 --dim 2 --density 0.3 --labels 500 > "$work/g6.zab" 2>"$work/err"
+cmp -s "$work/g4.zab" "$work/g6.zab" || { echo "FAIL gen to standard output"; fail=1; }
+grep -q "^-: 3000 records written" "$work/err" || { echo "FAIL gen report to standard error"; cat "$work/err"; fail=1; }
 exit $fail
