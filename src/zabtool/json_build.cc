@@ -338,19 +338,22 @@ std::string echo(std::string_view token) {
   return std::string(token.substr(0, kEchoMax)) + "...";
 }
 
-// How far the parser has read: bytes, and the line and column of the last
-// byte (1-based, counted as the parser counts them in its own messages).
-struct Place {
+// How far the parser has read: bytes, lines, and where the last two lines
+// start (the parser may have read one byte past a token, a line end too).
+struct Tally {
   size_t bytes = 0;
   size_t line = 1;
-  size_t lineStart = 0;  // bytes before the current line
-  std::string text() const {
-    return "line " + std::to_string(line) + ", column " + std::to_string(bytes - lineStart);
+  size_t lineStart = 0;      // bytes before the current line
+  size_t prevLineStart = 0;  // bytes before the line before it
+
+  // Line and column (1-based, as the parser counts them in its own
+  // messages) of the byte that ends `offset` bytes into the source, which
+  // is at most one byte back.
+  std::string placeOf(size_t offset) const {
+    const bool backALine = offset < lineStart;
+    return "line " + std::to_string(backALine ? line - 1 : line) + ", column " +
+           std::to_string(offset - (backALine ? prevLineStart : lineStart));
   }
-};
-struct Tally {
-  Place now;
-  Place before;  // one byte earlier (the parser may have read one byte ahead)
 };
 
 // The parser's input: bytes of the source, counted as they are read.
@@ -365,12 +368,12 @@ class CountingReader {
   CountingReader(const char* p, Tally* tally) : p_(p), tally_(tally) {}
   reference operator*() const { return *p_; }
   CountingReader& operator++() {
-    tally_->before = tally_->now;
-    Place& n = tally_->now;
-    ++n.bytes;
+    Tally& t = *tally_;
+    ++t.bytes;
     if (*p_ == '\n') {
-      ++n.line;
-      n.lineStart = n.bytes;
+      ++t.line;
+      t.prevLineStart = t.lineStart;
+      t.lineStart = t.bytes;
     }
     ++p_;
     return *this;
@@ -409,17 +412,18 @@ class DocumentBuilder {
   bool end_array() { return close(); }
   bool key(string_t& k) {
     Level& top = stack_.back();
-    if (top.node->contains(k)) {
+    auto [it, added] = top.node->get_ref<json::object_t&>().try_emplace(std::move(k));
+    top.key = &it->first;
+    top.slot = &it->second;
+    if (!added) {
       duplicate_ = true;
-      top.key = std::move(k);
-      place_ = tally_.now;  // the parser has just read the name's closing quote
+      place_ = tally_.placeOf(tally_.bytes);  // just after the name's closing quote
       return false;
     }
-    top.key = std::move(k);
     return true;
   }
   bool parse_error(size_t offset, const std::string& token, const json::exception& e) {
-    place_ = offset + 1 == tally_.now.bytes ? tally_.before : tally_.now;
+    place_ = tally_.placeOf(offset);
     token_ = token;
     errorId_ = e.id;
     error_ = e.what();
@@ -428,9 +432,9 @@ class DocumentBuilder {
 
   // The message for a failed parse; `where` names the source.
   std::string failure(const std::string& where) const {
-    if (duplicate_) return pathHere() + ": duplicate member (" + place_.text() + ")";
+    if (duplicate_) return pathHere() + ": duplicate member (" + place_ + ")";
     if (errorId_ == 406)  // a number beyond the range of a double
-      return pathHere() + ": number out of range (" + place_.text() + "): " + echo(token_);
+      return pathHere() + ": number out of range (" + place_ + "): " + echo(token_);
     std::string what = error_;
     // Drop the library's "[json.exception.parse_error.101] " tag.
     const size_t close = what.find("] ");
@@ -450,7 +454,8 @@ class DocumentBuilder {
  private:
   struct Level {
     json* node;
-    std::string key;  // member being read (objects)
+    const std::string* key = nullptr;  // an object's member being read, and its value
+    json* slot = nullptr;
   };
 
   // Places a value where the parser is; returns it.
@@ -465,12 +470,12 @@ class DocumentBuilder {
       top.node->push_back(json(std::forward<V>(v)));
       return &top.node->back();
     }
-    json& slot = (*top.node)[top.key];
-    slot = json(std::forward<V>(v));
-    return &slot;
+    *top.slot = json(std::forward<V>(v));
+    return top.slot;
   }
   bool open(json&& container) {
-    stack_.push_back({put(std::move(container)), std::string()});
+    json* node = put(std::move(container));
+    stack_.push_back({node});
     return true;
   }
   bool close() {
@@ -488,7 +493,7 @@ class DocumentBuilder {
         const bool childOpen = i + 1 < stack_.size();
         p = at(p, l.node->size() - (childOpen ? 1 : 0));
       } else {
-        p = p.empty() ? l.key : p + "." + l.key;
+        p = p.empty() ? *l.key : p + "." + *l.key;
       }
     }
     return p.empty() ? "document" : p;
@@ -499,7 +504,7 @@ class DocumentBuilder {
   std::vector<Level> stack_;
   bool duplicate_ = false;
   int errorId_ = 0;
-  Place place_;
+  std::string place_;
   std::string token_, error_;
 };
 
