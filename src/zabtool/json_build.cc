@@ -80,6 +80,16 @@ const json& needArray(const json& v, const std::string& path) {
   return v;
 }
 
+// At most this much of a token is echoed in a message.
+constexpr size_t kEchoMax = 40;
+
+std::string echo(std::string_view token) {
+  if (token.size() <= kEchoMax) return std::string(token);
+  size_t n = kEchoMax;
+  while (n > 0 && (static_cast<unsigned char>(token[n]) & 0xc0) == 0x80) --n;  // whole characters
+  return std::string(token.substr(0, n)) + "...";
+}
+
 // An integer, or a number so large (2^63 and beyond) that it can only be
 // an integer literal too large for 64 bits (arriving as a double).
 bool integerLike(const json& v) {
@@ -117,7 +127,7 @@ double needValue(const json& v, const std::string& path) {
   if (v.is_number_float()) return v.get<double>();
   if (v.is_string()) {
     if (auto d = valueFromName(v.get_ref<const std::string&>())) return *d;
-    fault(path, "\"" + v.get<std::string>() +
+    fault(path, "\"" + echo(v.get_ref<const std::string&>()) +
                     "\" is not a value: expected a number or one of UNDEF, NA, +INF, INF, -INF, "
                     "MINF, EPS, NaN, Infinity, -Infinity");
   }
@@ -224,7 +234,7 @@ class Builder {
       if (s == "variable") return 2;
       if (s == "equation") return 3;
       if (s == "alias") return 4;
-      fault(path, "\"" + s +
+      fault(path, "\"" + echo(s) +
                       "\" is not a type: expected set, parameter, variable, equation, alias or "
                       "an integer type code");
     }
@@ -239,7 +249,7 @@ class Builder {
     if (!sym.contains("of")) fault(at(path, "of"), "required member missing for an alias");
     const std::string& of = needString(sym["of"], at(path, "of"));
     uint32_t target = w_.findSymbol(of);
-    if (target == 0) fault(at(path, "of"), "no earlier symbol is named \"" + of + "\"");
+    if (target == 0) fault(at(path, "of"), "no earlier symbol is named \"" + echo(of) + "\"");
     if (setDims_.size() < target || setDims_[target - 1] < 0)
       fault(at(path, "of"), "\"" + of + "\" is not a set");
     if (sym.contains("dim")) {
@@ -328,14 +338,6 @@ bool buildFromDocument(const json& doc, const std::string& outPath, std::string&
     return false;
   }
   return out.finish(error);
-}
-
-// At most this much of a token is echoed in a message.
-constexpr size_t kEchoMax = 40;
-
-std::string echo(std::string_view token) {
-  if (token.size() <= kEchoMax) return std::string(token);
-  return std::string(token.substr(0, kEchoMax)) + "...";
 }
 
 // How far the parser has read: bytes, lines, and where the last two lines

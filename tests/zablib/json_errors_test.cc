@@ -102,6 +102,15 @@ std::vector<ErrorCase> cases() {
            std::string(5000, '7') + "}]}"),
        "symbols[0].records[0].value: number out of range (line 1, column 5092): " +
            std::string(40, '7') + "..."},
+      {"LongValueNameCut",
+       one(R"({"name": "p", "type": "parameter", "dim": 0, "records": [{"keys": [], "value": ")" +
+           std::string(5000, 'v') + "\"}]}"),
+       "symbols[0].records[0].value: \"" + std::string(40, 'v') + "...\" is not a value"},
+      {"LongTypeNameCut", one(R"({"name": "s", "type": ")" + std::string(5000, 't') + "\"}"),
+       "symbols[0].type: \"" + std::string(40, 't') + "...\" is not a type"},
+      {"LongAliasOfCut",
+       one(R"({"name": "a", "type": "alias", "of": ")" + std::string(5000, 'o') + "\"}"),
+       "symbols[0].of: no earlier symbol is named \"" + std::string(40, 'o') + "...\""},
       {"InArrayOutOfRange", R"({"uels": ["a", -1e999], "symbols": []})",
        "uels[1]: number out of range (line 1, column 21): -1e999"},
       {"LongTokenCut", R"({"symbols": ")" + std::string(5000, 's') + "\n",
