@@ -38,6 +38,8 @@ done
 check help-gen-options 0 "$tool" gen --help
 grep -q -- "--records N" "$work/out" || { echo "FAIL gen --help without its options"; fail=1; }
 check help-all 0 "$tool" --help
+"$tool" 2>"$work/usage"
+cmp -s "$work/out" "$work/usage" || { echo "FAIL --help is not the usage text"; fail=1; }
 grep -q "^       zabtool dump FILE.zab" "$work/out" || { echo "FAIL --help is not the whole usage"; fail=1; }
 [[ -e "$work/h.zab" || -e "$work/--help" ]] && { echo "FAIL help wrote a file"; fail=1; }
 
