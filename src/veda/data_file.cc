@@ -108,7 +108,12 @@ class LineWriter {
     seen_.resize(n + 1);
     head_.resize(static_cast<size_t>(n) * 257 + 64);
     tabStart_.resize(n + 2, 0);
+    // the lines built so far go out with the file on every way the run ends
+    f_.attachChunk(chunk_.data(), &used_);
   }
+  ~LineWriter() { f_.attachChunk(nullptr, nullptr); }
+  LineWriter(const LineWriter&) = delete;
+  LineWriter& operator=(const LineWriter&) = delete;
 
   void writeEntry(int entry) {
     BoundEntry e;
@@ -178,12 +183,9 @@ class LineWriter {
     }
   }
 
-  // Hands the lines built so far to the file; a failed write ends the run.
-  void flush() {
-    f_.write(std::string_view(chunk_.data(), used_));
-    used_ = 0;
-    checkWritten(f_);
-  }
+  // Writes the lines built so far (the attached chunk) to the file; a failed
+  // write ends the run.
+  void flush() { flushChecked(f_); }
 
   // Writes the rest; every line is in the file (or the run has ended) after.
   void finish() { flush(); }
