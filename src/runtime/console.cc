@@ -13,6 +13,11 @@ namespace {
 
 int g_outError = 0;  // the first failure of a write to standard output
 
+constexpr int kMaxHaltHooks = 4;
+void (*g_haltHooks[kMaxHaltHooks])() = {};
+int g_haltHookCount = 0;
+bool g_halting = false;
+
 void noteOutError() {
   if (g_outError == 0) g_outError = errno != 0 ? errno : EIO;
 }
@@ -43,7 +48,16 @@ bool finishOut() {
   return false;
 }
 
+void atHalt(void (*fn)()) {
+  if (g_haltHookCount == kMaxHaltHooks) internalError("more than four halt functions");
+  g_haltHooks[g_haltHookCount++] = fn;
+}
+
 void halt(int exitCode) {
+  if (!g_halting) {
+    g_halting = true;
+    for (int i = 0; i < g_haltHookCount; ++i) g_haltHooks[i]();
+  }
   TextFile::flushAll();
   if (!finishOut() && exitCode == 0) exitCode = 1;
   std::_Exit(exitCode);

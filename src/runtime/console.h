@@ -21,6 +21,11 @@ void flushOut();
 // standard-error line above and returns false.
 bool finishOut();
 
+// Registers fn to run on the way out through halt(), before the files are
+// flushed, in the order registered; at most four. A halt from inside such a
+// function skips the rest of them.
+void atHalt(void (*fn)());
+
 [[noreturn]] void halt(int exitCode);
 
 // An internal assertion that input can still reach: prints

@@ -177,6 +177,7 @@ class LineWriter {
       used_ = static_cast<size_t>(p - chunk_.data());
       if (used_ + maxLine_ > chunk_.size()) flush();
     }
+    endRead();
     if (readEndedShort(received, recordCount)) {
       finish();  // the lines of the records read reach the file first
       failShortRead(e.symNr, received, recordCount);
