@@ -82,8 +82,8 @@ struct TabFill {
   bool built = false;
   FieldBuf field;
   // one-place tabs: the quoted field of the last label
-  uint8_t* seen = nullptr;  // per label: already added to the tab's set
-  int32_t seenCount = 0;
+  uint64_t* seen = nullptr;  // one bit per label: already added to the tab's set
+  int32_t seenCount = 0;     // labels covered by seen
   bool quotedValid = false;
   int32_t quotedLabel = 0;
   std::string_view quoted;
@@ -214,9 +214,10 @@ class LineWriter {
       tf.places = static_cast<int>(map.size());
       for (int pl = 0; pl < tf.places && pl < kMaxTuple; ++pl) tf.pos[pl] = map[pl];
       if (tf.places == 1) {
-        if (seen_[t].empty()) seen_[t].assign(static_cast<size_t>(state.uels.count()) + 1, 0);
+        const size_t labels = static_cast<size_t>(state.uels.count()) + 1;
+        if (seen_[t].empty()) seen_[t].assign((labels + 63) / 64, 0);
         tf.seen = seen_[t].data();
-        tf.seenCount = static_cast<int32_t>(seen_[t].size());
+        tf.seenCount = static_cast<int32_t>(labels);
       }
       fill_[t] = static_cast<int>(tabs_.size());
       tabs_.push_back(tf);
@@ -257,8 +258,10 @@ class LineWriter {
       int32_t n = tf.pos[0] ? keys[tf.pos[0] - 1] : 0;
       if (tf.quotedValid && n == tf.quotedLabel) return tf.quoted;
       if (n >= 0 && n < tf.seenCount) {
-        if (!tf.seen[n]) {
-          tf.seen[n] = 1;
+        const uint32_t u = static_cast<uint32_t>(n);
+        uint64_t& word = tf.seen[u >> 6];
+        if (((word >> (u & 63)) & 1) == 0) {  // a bit test on the common path
+          word |= uint64_t{1} << (u & 63);
           state.projection.addUel(tf.tab, &n, 1, 0);
         }
         tf.quotedValid = true;
@@ -305,7 +308,9 @@ class LineWriter {
   std::vector<std::string> staticField_;  // per tab: filler or attribute
   std::vector<int> fill_;                 // per tab: index into tabs_, or -1
   std::vector<TabFill> tabs_;
-  std::vector<std::vector<uint8_t>> seen_;  // per one-place tab: label added
+  // per one-place tab, one bit per label: added to the tab's set; kept for
+  // the data pass (10 M labels on 50 tabs: 62.5 MB)
+  std::vector<std::vector<uint64_t>> seen_;
   JoinStyle style_;
 };
 
