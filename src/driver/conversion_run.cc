@@ -28,11 +28,12 @@ void countLine(std::string_view what, int32_t n) {
   rt::outLn((ShortStr("--- VEDA Cube: ") + what + "=" + core::intToStr(n)).view());
 }
 
-// The definition summary of the fourth argument. A file that can't be
-// written is reported and counted, so the run stops at the error gate.
-void writeSummary(const char* name) {
+// The definition summary of the fourth argument (cut at 255 bytes, like
+// every argument). A file that can't be written is reported and counted, so
+// the run stops at the error gate.
+void writeSummary(const ShortStr& name) {
   rt::TextFile f;
-  int rc = f.create(name);
+  int rc = f.create(name.view());
   if (rc != 0) {
     vdd::reportError(ShortStr("Could not open dump file: ") + name);
     vdd::reportError(ShortStr("Msg: ") + core::sysErrorMessage(rc));
@@ -65,7 +66,7 @@ void conversionRun(int argc, char** argv) {
   run.filler = names.filler;
 
   vdd::loadVdd(run.fnvdd.view());
-  if (argc > 4 && argv[4][0] != '\0') writeSummary(argv[4]);
+  if (argc > 4 && argv[4][0] != '\0') writeSummary(ShortStr(argv[4]));
   printCube();
   veda::bindDataEntries();
   veda::checkTextEntries();

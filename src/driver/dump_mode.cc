@@ -248,6 +248,7 @@ bool dumpSymbol(DumpState& d, int nr) {
     dumpParameter(d, s);
   else
     dumpVariable(d, s);
+  veda::endRead();
   if (!veda::readEndedShort(d.received, count)) return true;
   veda::reportShortRead(s.name.view(), d.received, count);
   return false;

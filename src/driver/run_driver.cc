@@ -36,7 +36,7 @@ bool isShortHelp(const rt::ShortStr& help) {
 // Opens the ZAB file through a new ZAB object; ends the run when it can't.
 void openZab(const char* firstArg) {
   if (!zab::zabCreateX(run.pgx, run.msg)) libraryNotLoaded();
-  run.fnzab = core::completeFileExtEx(firstArg, ".zab");
+  run.fnzab = core::completeFileExtEx(rt::ShortStr(firstArg).view(), ".zab");
   run.rc = 0;
   int ok = zab::api.zabOpenRead(run.pgx, run.fnzab.asBuffer(), &run.rc);
   if (ok != 0 && run.rc == 0) return;

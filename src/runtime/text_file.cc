@@ -55,6 +55,22 @@ void TextFile::spill(const char* p, size_t n) {
   }
 }
 
+// The attached chunk's text was written before anything that comes now.
+void TextFile::spillChunk() {
+  if (chunkUsed_ == nullptr || *chunkUsed_ == 0) return;
+  if (used_ > 0) {
+    spill(buf_, used_);
+    used_ = 0;
+  }
+  spill(chunk_, *chunkUsed_);
+  *chunkUsed_ = 0;
+}
+
+void TextFile::attachChunk(const char* data, size_t* used) {
+  chunk_ = data;
+  chunkUsed_ = data != nullptr ? used : nullptr;
+}
+
 // Writing to a file that is not open is a failure too: it is kept like any
 // other so that the text is not lost without a trace.
 bool TextFile::writable() {
@@ -64,6 +80,7 @@ bool TextFile::writable() {
 
 void TextFile::write(std::string_view s) {
   if (!writable() || s.empty()) return;
+  spillChunk();
   if (used_ + s.size() > kBufBytes) {
     spill(buf_, used_);
     used_ = 0;
@@ -78,6 +95,7 @@ void TextFile::write(std::string_view s) {
 
 void TextFile::write(char c) {
   if (!writable()) return;
+  spillChunk();
   if (used_ == kBufBytes) {
     spill(buf_, used_);
     used_ = 0;
@@ -91,9 +109,14 @@ void TextFile::writeLn(std::string_view s) {
 }
 
 int TextFile::flush() {
-  if (fd_ >= 0 && used_ > 0) {
+  if (fd_ < 0) return rc_;
+  if (used_ > 0) {
     spill(buf_, used_);
     used_ = 0;
+  }
+  if (chunkUsed_ != nullptr && *chunkUsed_ > 0) {
+    spill(chunk_, *chunkUsed_);
+    *chunkUsed_ = 0;
   }
   return rc_;
 }
@@ -103,6 +126,8 @@ int TextFile::close() {
   flush();
   if (::close(fd_) != 0 && rc_ == 0) rc_ = errno ? errno : EIO;
   fd_ = -1;
+  chunk_ = nullptr;
+  chunkUsed_ = nullptr;
   if (prevOpen_)
     prevOpen_->nextOpen_ = nextOpen_;
   else

@@ -29,7 +29,11 @@ class TextFile {
   void write(char c);
   void writeLn(std::string_view s = {});
 
-  int flush();  // writes the buffer out; returns ioResult()
+  // The block [data, data + *used) follows the buffer; flush() writes it and
+  // sets *used to 0. Null detaches. The writer keeps *used at a line end.
+  void attachChunk(const char* data, size_t* used);
+
+  int flush();  // writes the buffer (and an attached chunk) out; returns ioResult()
   int close();  // flush + close; returns the first failure or 0
   int ioResult() const { return rc_; }
 
@@ -38,6 +42,7 @@ class TextFile {
 
  private:
   void spill(const char* p, size_t n);
+  void spillChunk();
   bool writable();
 
   int fd_ = -1;
@@ -45,6 +50,8 @@ class TextFile {
   size_t used_ = 0;
   std::string path_;
   char* buf_ = nullptr;
+  const char* chunk_ = nullptr;  // attached block, written after buf_
+  size_t* chunkUsed_ = nullptr;
   TextFile* nextOpen_ = nullptr;
   TextFile* prevOpen_ = nullptr;
 };

@@ -82,8 +82,8 @@ struct TabFill {
   bool built = false;
   FieldBuf field;
   // one-place tabs: the quoted field of the last label
-  uint8_t* seen = nullptr;  // per label: already added to the tab's set
-  int32_t seenCount = 0;
+  uint64_t* seen = nullptr;  // one bit per label: already added to the tab's set
+  int32_t seenCount = 0;     // labels covered by seen
   bool quotedValid = false;
   int32_t quotedLabel = 0;
   std::string_view quoted;
@@ -108,7 +108,12 @@ class LineWriter {
     seen_.resize(n + 1);
     head_.resize(static_cast<size_t>(n) * 257 + 64);
     tabStart_.resize(n + 2, 0);
+    // the lines built so far go out with the file on every way the run ends
+    f_.attachChunk(chunk_.data(), &used_);
   }
+  ~LineWriter() { f_.attachChunk(nullptr, nullptr); }
+  LineWriter(const LineWriter&) = delete;
+  LineWriter& operator=(const LineWriter&) = delete;
 
   void writeEntry(int entry) {
     BoundEntry e;
@@ -172,18 +177,16 @@ class LineWriter {
       used_ = static_cast<size_t>(p - chunk_.data());
       if (used_ + maxLine_ > chunk_.size()) flush();
     }
+    endRead();
     if (readEndedShort(received, recordCount)) {
       finish();  // the lines of the records read reach the file first
       failShortRead(e.symNr, received, recordCount);
     }
   }
 
-  // Hands the lines built so far to the file; a failed write ends the run.
-  void flush() {
-    f_.write(std::string_view(chunk_.data(), used_));
-    used_ = 0;
-    checkWritten(f_);
-  }
+  // Writes the lines built so far (the attached chunk) to the file; a failed
+  // write ends the run.
+  void flush() { flushChecked(f_); }
 
   // Writes the rest; every line is in the file (or the run has ended) after.
   void finish() { flush(); }
@@ -211,9 +214,10 @@ class LineWriter {
       tf.places = static_cast<int>(map.size());
       for (int pl = 0; pl < tf.places && pl < kMaxTuple; ++pl) tf.pos[pl] = map[pl];
       if (tf.places == 1) {
-        if (seen_[t].empty()) seen_[t].assign(static_cast<size_t>(state.uels.count()) + 1, 0);
+        const size_t labels = static_cast<size_t>(state.uels.count()) + 1;
+        if (seen_[t].empty()) seen_[t].assign((labels + 63) / 64, 0);
         tf.seen = seen_[t].data();
-        tf.seenCount = static_cast<int32_t>(seen_[t].size());
+        tf.seenCount = static_cast<int32_t>(labels);
       }
       fill_[t] = static_cast<int>(tabs_.size());
       tabs_.push_back(tf);
@@ -254,8 +258,10 @@ class LineWriter {
       int32_t n = tf.pos[0] ? keys[tf.pos[0] - 1] : 0;
       if (tf.quotedValid && n == tf.quotedLabel) return tf.quoted;
       if (n >= 0 && n < tf.seenCount) {
-        if (!tf.seen[n]) {
-          tf.seen[n] = 1;
+        const uint32_t u = static_cast<uint32_t>(n);
+        uint64_t& word = tf.seen[u >> 6];
+        if (((word >> (u & 63)) & 1) == 0) {  // a bit test on the common path
+          word |= uint64_t{1} << (u & 63);
           state.projection.addUel(tf.tab, &n, 1, 0);
         }
         tf.quotedValid = true;
@@ -302,7 +308,9 @@ class LineWriter {
   std::vector<std::string> staticField_;  // per tab: filler or attribute
   std::vector<int> fill_;                 // per tab: index into tabs_, or -1
   std::vector<TabFill> tabs_;
-  std::vector<std::vector<uint8_t>> seen_;  // per one-place tab: label added
+  // per one-place tab, one bit per label: added to the tab's set; kept for
+  // the data pass (10 M labels on 50 tabs: 62.5 MB)
+  std::vector<std::vector<uint64_t>> seen_;
   JoinStyle style_;
 };
 

@@ -76,24 +76,25 @@ void writeScenario() {
   if (!symbolInfo(nr, info)) return report(ShortStr("ZABSymbolInfo failed on ") + set);
   if (info.type != 0) return report(ShortStr("Set ") + set + " is not a set in the ZAB file");
   if (info.dim != 1) return report(ShortStr("Set  ") + set + " is not a 1 dimensional set");
-  int count = 0;
-  zab::api.zabDataReadStrStart(driver::run.pgx, nr, &count);
+  startStrRead(nr);
   ShortStr keys[kMaxTuple];
   double vals[5] = {};
   int firstChanged = 0;
+  bool found = false;
   while (zab::api.zabDataReadStr(driver::run.pgx, keys[0].asBuffer(), vals, &firstChanged)) {
-    if (!core::sameText(keys[0].view(), runid.view())) continue;
-    FieldBuf field;
-    rt::TextFile& f = state.vde;
-    f.write("\"Scenario\",\"-\",");
-    quoteField(runid.view(), field);
-    f.write(field.view());
-    f.write(',');
-    quoteField(elemText(textNumber(vals[0])).view(), field);
-    f.writeLn(field.view());
-    return;
+    found = core::sameText(keys[0].view(), runid.view());
+    if (found) break;
   }
-  report(ShortStr("Missing element ") + runid + " in set " + set);
+  endRead();  // also when the record was found before the end
+  if (!found) return report(ShortStr("Missing element ") + runid + " in set " + set);
+  FieldBuf field;
+  rt::TextFile& f = state.vde;
+  f.write("\"Scenario\",\"-\",");
+  quoteField(runid.view(), field);
+  f.write(field.view());
+  f.write(',');
+  quoteField(elemText(textNumber(vals[0])).view(), field);
+  f.writeLn(field.view());
 }
 
 // [DimensionText]: texts for tuples that occur already.

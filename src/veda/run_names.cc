@@ -15,7 +15,9 @@ ShortStr removeFileExt(std::string_view name) {
 RunNames deriveRunNames(std::string_view fnzab, const char* run) {
   RunNames n;
   if (run != nullptr) {
-    std::string_view r(run);
+    // the argument is a bounded string: every name comes from its first 255 bytes
+    const ShortStr cut(run);
+    std::string_view r = cut.view();
     n.runid = removeFileExt(core::extractFileNameEx(r).view());
     if (core::sameText(core::extractFileExtEx(r).view(), ".csv")) {
       n.fnveda = core::changeFileExtEx((n.runid + "_vd").view(), ".csv");

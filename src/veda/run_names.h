@@ -26,7 +26,8 @@ struct RunNames {
   rt::ShortStr filler;  // "\"-\"" in VEDA format, empty in CSV format
 };
 
-// From the ZAB file name (".zab" completed) and the optional run argument.
+// From the ZAB file name (".zab" completed) and the optional run argument,
+// which is cut at 255 bytes before anything is derived from it.
 RunNames deriveRunNames(std::string_view fnzab, const char* run);
 
 // name without its extension (the last characters, dot included).

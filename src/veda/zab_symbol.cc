@@ -52,6 +52,18 @@ int32_t textNumber(double level) {
 
 namespace {
 
+bool g_readOpen = false;  // a start has no endRead() yet
+
+// A run that ends (rt::halt) in the middle of a read ends the read first.
+void markReadOpen() {
+  static bool hooked = false;
+  if (!hooked) {
+    rt::atHalt(endRead);
+    hooked = true;
+  }
+  g_readOpen = true;
+}
+
 int expectedCount(int symNr, int started, int announced) {
   if (started != 0) return announced;
   SymbolInfo info;
@@ -61,15 +73,23 @@ int expectedCount(int symNr, int started, int announced) {
 }  // namespace
 
 int startRawRead(int symNr) {
+  markReadOpen();
   int count = 0;
   int ok = zab::api.zabDataReadRawStart(driver::run.pgx, symNr, &count);
   return expectedCount(symNr, ok, count);
 }
 
 int startStrRead(int symNr) {
+  markReadOpen();
   int count = 0;
   int ok = zab::api.zabDataReadStrStart(driver::run.pgx, symNr, &count);
   return expectedCount(symNr, ok, count);
+}
+
+void endRead() {
+  if (!g_readOpen) return;
+  g_readOpen = false;
+  zab::dataReadDone(driver::run.pgx);
 }
 
 void reportShortRead(std::string_view symbol, int64_t received, int announced) {

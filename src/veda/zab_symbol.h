@@ -35,9 +35,12 @@ int32_t textNumber(double level);
 // label strings (Str), and return the record count the read must deliver:
 // the count the start announced, or, when the start fails (the file changed
 // while open), the symbol's record count, so that the empty read that follows
-// counts as short.
+// counts as short. Every start is paired with endRead(), on every path: a
+// run that ends while a read is open (rt::halt) ends the read first.
 int startRawRead(int symNr);
 int startStrRead(int symNr);
+// Ends the read of the last start (zabDataReadDone); nothing when none is open.
+void endRead();
 
 // Whether a read that received `received` records ended before the count its
 // start call announced (the file changed while open, or the library failed).
@@ -72,6 +75,7 @@ void forEachRawRecord(int symNr, Fn&& fn) {
     ++received;
     fn(static_cast<const int*>(keys), static_cast<const double*>(vals));
   }
+  endRead();
   checkReadComplete(symNr, received, count);
 }
 

@@ -25,14 +25,23 @@ struct EntrySignature {
 };
 
 constexpr EntrySignature kSignatures[kEntryCount] = {
-    {"D__zabOpenRead", 2, {3, 11, 4}},          {"D__zabErrorStr", 2, {3, 3, 12}},
-    {"C__zabResetSpecialValues", 0, {3}},       {"C__zabGetSpecialValues", 1, {3, 58}},
-    {"C__zabSystemInfo", 2, {3, 4, 4}},         {"D__zabSymbolInfo", 4, {3, 3, 12, 4, 4}},
-    {"D__zabSymbolInfoX", 4, {3, 3, 4, 4, 12}}, {"D__zabFindSymbol", 2, {3, 11, 4}},
-    {"C__zabDataReadStrStart", 2, {3, 3, 4}},   {"D__zabDataReadStr", 3, {3, 56, 54, 4}},
-    {"C__zabDataReadRawStart", 2, {3, 3, 4}},   {"C__zabDataReadRaw", 3, {3, 52, 54, 4}},
-    {"D__zabGetElemText", 3, {3, 3, 12, 4}},    {"D__zabUMUelGet", 3, {3, 3, 12, 4}},
-    {"D__zabUMFindUEL", 3, {3, 11, 4, 4}},      {"C__zabClose", 0, {3}},
+    {"D__zabOpenRead", 2, {3, 11, 4}},
+    {"D__zabErrorStr", 2, {3, 3, 12}},
+    {"C__zabResetSpecialValues", 0, {3}},
+    {"C__zabGetSpecialValues", 1, {3, 58}},
+    {"C__zabSystemInfo", 2, {3, 4, 4}},
+    {"D__zabSymbolInfo", 4, {3, 3, 12, 4, 4}},
+    {"D__zabSymbolInfoX", 4, {3, 3, 4, 4, 12}},
+    {"D__zabFindSymbol", 2, {3, 11, 4}},
+    {"C__zabDataReadStrStart", 2, {3, 3, 4}},
+    {"D__zabDataReadStr", 3, {3, 56, 54, 4}},
+    {"C__zabDataReadRawStart", 2, {3, 3, 4}},
+    {"C__zabDataReadRaw", 3, {3, 52, 54, 4}},
+    {"C__zabDataReadDone", 0, {3}},
+    {"D__zabGetElemText", 3, {3, 3, 12, 4}},
+    {"D__zabUMUelGet", 3, {3, 3, 12, 4}},
+    {"D__zabUMFindUEL", 3, {3, 11, 4, 4}},
+    {"C__zabClose", 0, {3}},
 };
 
 // The operation's name without its three-character prefix.
@@ -100,6 +109,7 @@ void bindApiEntries(rt::ShortStr& msg) {
   bindEntry<kDataReadStr>(api.zabDataReadStr, msg);
   bindEntry<kDataReadRawStart>(api.zabDataReadRawStart, msg);
   bindEntry<kDataReadRaw>(api.zabDataReadRaw, msg);
+  bindEntry<kDataReadDone>(api.zabDataReadDone, msg);
   bindEntry<kGetElemText>(api.zabGetElemText, msg);
   bindEntry<kUMUelGet>(api.zabUMUelGet, msg);
   bindEntry<kUMFindUEL>(api.zabUMFindUEL, msg);
@@ -112,6 +122,10 @@ void clearTable() {
 }
 
 }  // namespace detail
+
+void dataReadDone(Handle pgx) {
+  if (detail::state().entryLoaded[detail::kDataReadDone]) api.zabDataReadDone(pgx);
+}
 
 bool zabEntryLoaded(std::string_view name) {
   for (int i = 0; i < detail::kEntryCount; i++)

@@ -24,6 +24,7 @@ enum EntryId : int {
   kDataReadStr,
   kDataReadRawStart,
   kDataReadRaw,
+  kDataReadDone,
   kGetElemText,
   kUMUelGet,
   kUMFindUEL,

@@ -53,6 +53,7 @@ struct ZabApi {
   int (*zabDataReadStr)(Handle, unsigned char*, double*, int*);
   int (*zabDataReadRawStart)(Handle, int, int*);
   int (*zabDataReadRaw)(Handle, int*, double*, int*);
+  int (*zabDataReadDone)(Handle);
   int (*zabGetElemText)(Handle, int, unsigned char*, int*);
   int (*zabUMUelGet)(Handle, int, unsigned char*, int*);
   int (*zabUMFindUEL)(Handle, const unsigned char*, int*, int*);
@@ -83,6 +84,11 @@ void zabLibraryUnload();
 // Ends the use of the binding's locks (std::mutex needs no explicit
 // destruction; kept so that the life cycle reads as the library's users expect).
 void zabCloseDown();
+
+// Ends the read that a zabDataReadStrStart or zabDataReadRawStart began:
+// zabDataReadDone when the library has it. A library without the entry (or
+// that refused it) ends a read at the next start; then nothing is called.
+void dataReadDone(Handle pgx);
 
 // Path of the library last tried (full path or bare file name).
 rt::ShortStr zabLibraryPath();

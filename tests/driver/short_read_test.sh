@@ -6,7 +6,8 @@
 # [ParentDimensionTextAll], [SubSets]). FAKE_SHORT names the symbol whose
 # reads stop one record short, FAKE_NOSTART the one whose read starts fail
 # (read 0 of the symbol's record count); FAKE_ANNOUNCE=zero|none makes the
-# start calls announce 0 or nothing, which must not count as short.
+# start calls announce 0 or nothing, which must not count as short. The
+# last part checks that every read start is paired with its done.
 #
 #   short_read_test.sh ZAB2VEDA FAKELIBS_DIR
 set -u
@@ -175,4 +176,59 @@ for s in p v reg com regmap fossil; do
 *** Could not read ZAB file: good.zab
 *** Msg: symbol $s: read 0 of 3 records"
 done
+
+# ---- every read that starts also ends ----
+# FAKE_STRICT refuses a start while a read is open (the run would then fail
+# with "read 0 of 3 records"); the log shows each start followed by its done.
+{ cat "$work/short.vdd"; printf '[Options]\nScenario reg\n'; } >"$work/reads.vdd"
+cat >"$work/wide.vdd" <<'EOF2'
+[Dimensions]
+Attribute attr
+Wide w1 w2 w3 w4 w5 w6 w7 w8 w9 w10 w11 w12 w13 w14 w15 w16 w17 w18 w19 w20 w21
+[DataEntries]
+Value p w1
+EOF2
+
+reads_paired() {  # name: starts and dones alternate, the last start is done
+  if ! awk '/^start /{if (open) bad = 1; open = 1; n++; next}
+            /^done$/{open = 0; next}
+            {bad = 1}
+            END{exit bad || open || n == 0}' "$work/reads.log"; then
+    echo "FAIL $1: reads not paired:"; cat "$work/reads.log"; fail=1
+  fi
+}
+
+# name | expected code | extra environment | arguments
+paired_table=(
+  "dump|0||good"
+  "conversion|0||good short.vdd"
+  "scenario record found at once|0||good reads.vdd north"
+  "scenario record missing|0||good reads.vdd nowhere"
+  "short data read|1|FAKE_SHORT=p|good short.vdd"
+  "short subset read|1|FAKE_SHORT=fossil|good short.vdd"
+  "failed read start|1|FAKE_NOSTART=reg|good short.vdd"
+  "internal error inside a read|1||good wide.vdd"
+)
+for row in "${paired_table[@]}"; do
+  IFS='|' read -r name want extra args <<<"$row"
+  rm -f "$work/reads.log"
+  envs=(FAKE_STRICT=1 "FAKE_READ_LOG=$work/reads.log")
+  [[ -n $extra ]] && envs+=("$extra")
+  # shellcheck disable=SC2086  # the arguments are split on purpose
+  run "${envs[@]}" -- $args
+  if [[ $code != "$want" ]]; then echo "FAIL $name: exit code $code, expected $want"; echo "$out"; fail=1; fi
+  reads_paired "$name"
+done
+has_line "scenario record found at once" north.vde '"Scenario","-","north","Northern region"'
+
+# A library without zabDataReadDone: reads end at the next start, and the
+# run is the same as with the library that has it.
+mkdir "$work/nodone"
+cp "$z2v" "$work/nodone/zab2veda"
+cp "$fakes/modelnodone/libzabcclib64.so" "$work/short.vdd" "$work/nodone/"
+out=$(cd "$work/nodone" && env -u LD_LIBRARY_PATH ./zab2veda good short.vdd 2>&1)
+code=$?
+check "library without zabDataReadDone" 0 "$cube
+--- VEDA Cube: TextRecords=10
+--- VEDA Cube: SubSRecords=3"
 exit $fail

@@ -158,6 +158,63 @@ TEST(TextFile, HaltFlushesEveryOpenFile) {
   }
 }
 
+// A block of lines built outside the file follows the file's own buffer on
+// every way out: flush, close, a later write, and a halt (internal error).
+TEST(TextFile, AttachedChunkFollowsTheBufferOnEveryWayOut) {
+  enum Way { kFlush, kClose, kWrite, kHalt, kInternalError };
+  const struct {
+    Way way;
+    const char* expect;
+  } rows[] = {
+      {kFlush, "head,line 1\nline 2\n"},         {kClose, "head,line 1\nline 2\n"},
+      {kWrite, "head,line 1\nline 2\ntail"},     {kHalt, "head,line 1\nline 2\n"},
+      {kInternalError, "head,line 1\nline 2\n"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.way);
+    std::string path = tempPath("chunk");
+    auto fill = [&](TextFile& f, std::string& chunk, size_t& used) {
+      ASSERT_EQ(f.create(path), 0);
+      f.write("head,");
+      chunk = "line 1\nline 2\nnot yet a line";
+      used = 14;  // the text after the last line end is not part of the file
+      f.attachChunk(chunk.data(), &used);
+    };
+    if (row.way == kHalt || row.way == kInternalError) {
+      EXPECT_EXIT(
+          {
+            TextFile f;
+            std::string chunk;
+            size_t used = 0;
+            fill(f, chunk, used);
+            std::fflush(stdout);
+            dup2(2, 1);
+            if (row.way == kHalt) halt(4);
+            internalError("test");
+          },
+          testing::ExitedWithCode(row.way == kHalt ? 4 : 1), "");
+    } else {
+      TextFile f;
+      std::string chunk;
+      size_t used = 0;
+      fill(f, chunk, used);
+      if (row.way == kFlush) {
+        EXPECT_EQ(f.flush(), 0);
+      } else if (row.way == kClose) {
+        EXPECT_EQ(f.close(), 0);
+      } else {
+        f.write("tail");
+        EXPECT_EQ(readAll(path), "head,line 1\nline 2\n");  // the chunk went first
+        EXPECT_EQ(f.close(), 0);
+      }
+      EXPECT_EQ(used, 0u);
+      f.attachChunk(nullptr, nullptr);
+    }
+    EXPECT_EQ(readAll(path), row.expect);
+    std::remove(path.c_str());
+  }
+}
+
 TEST(Console, InternalErrorReportsOnStandardOutputAndEndsWithCode1) {
   EXPECT_EXIT(
       {

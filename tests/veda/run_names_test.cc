@@ -36,6 +36,31 @@ TEST(RunNames, EveryArgumentForm) {
   }
 }
 
+// The run argument is cut at 255 bytes before any name is derived from it:
+// a ".csv" past byte 255 does not count, and the run identifier and the
+// data file name come from the same 255 bytes.
+TEST(RunNames, LongRunNameIsCutFirst) {
+  const std::string dir(246, 'd');  // with "/" 247 bytes
+  const std::string x248(248, 'x');
+  const struct {
+    std::string run, runid, fnveda;
+    bool vedaline;
+  } rows[] = {
+      {dir + "/myrun.csv", "myrun", dir + "/myrun.vd", true},  // cut to .../myrun.cs
+      {dir + "/run.csv", "run", "run_vd.csv", false},          // 254 bytes: kept whole
+      {dir + "/r.csv" + std::string(40, 'z'), "r", dir + "/r.vd", true},
+      {x248 + ".ab.csvd", x248 + ".ab", x248 + ".csv", false},  // cut to x248.ab.csv
+      {std::string(300, 'y'), std::string(255, 'y'), std::string(255, 'y'), true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.run.size());
+    RunNames n = deriveRunNames("a.zab", row.run.c_str());
+    EXPECT_EQ(n.runid.view(), row.runid);
+    EXPECT_EQ(n.fnveda.view(), row.fnveda);
+    EXPECT_EQ(n.vedaline, row.vedaline);
+  }
+}
+
 TEST(RunNames, FilesNamedFromTheRunIdentifier) {
   EXPECT_EQ(elementTextFileName("run1", true).view(), "run1.vde");
   EXPECT_EQ(elementTextFileName("run1", false).view(), "run1_vde.csv");

@@ -8,6 +8,8 @@
  *   FAKE_REFUSE=name       XCheck refuses that operation
  *   FAKE_UPPER_CLOSE       zabClose is exported only as C__ZABCLOSE
  *   FAKE_NO_UMFINDUEL      D__zabUMFindUEL is not exported
+ *   FAKE_NO_READDONE       C__zabDataReadDone is not exported (and XCheck
+ *                          does not know it)
  *   FAKE_MODEL             holds the small file of the model below instead of
  *                          one empty scalar, with two switches read from the
  *                          environment at every read start:
@@ -19,6 +21,11 @@
  *                            FAKE_NOSTART=name    read starts of that symbol
  *                                                 fail (0, count 0), and its
  *                                                 reads deliver nothing
+ *                            FAKE_STRICT=1        a start while a read is open
+ *                                                 (started, not yet done) fails
+ *                            FAKE_READ_LOG=file   every start and done appends
+ *                                                 a line "start <symbol>",
+ *                                                 "refused <symbol>" or "done"
  * XCheck compares every signature it is asked about with the table below,
  * written from the library's documentation, and counts the calls. Most
  * entries ignore some of their parameters (built with -Wno-unused-parameter). */
@@ -71,6 +78,9 @@ static const struct {
     {"zabDataReadRawStart", 2, {3, 3, 4}},   {"zabDataReadRaw", 3, {3, 52, 54, 4}},
     {"zabGetElemText", 3, {3, 3, 12, 4}},    {"zabUMUelGet", 3, {3, 3, 12, 4}},
     {"zabUMFindUEL", 3, {3, 11, 4, 4}},      {"zabClose", 0, {3}},
+#ifndef FAKE_NO_READDONE
+    {"zabDataReadDone", 0, {3}},
+#endif
 };
 
 EXPORT void XCreate(void** p) { *p = &object; }
@@ -172,6 +182,16 @@ enum { kSymbols = sizeof symbols / sizeof symbols[0] };
 
 static int readSym = -1; /* index of the symbol being read, -1 none */
 static int readPos, readEnd;
+static int readOpen; /* a start has had no done yet */
+
+static void logRead(const char* what, const char* name) {
+  const char* path = getenv("FAKE_READ_LOG");
+  if (!path) return;
+  FILE* f = fopen(path, "a");
+  if (!f) return;
+  fprintf(f, "%s%s%s\n", what, name[0] ? " " : "", name);
+  fclose(f);
+}
 
 static int sameName(const unsigned char* a, const char* s) {
   size_t n = strlen(s);
@@ -186,6 +206,15 @@ static int sameName(const unsigned char* a, const char* s) {
 
 static int startRead(int nr, int* count) {
   if (nr < 1 || nr > (int)kSymbols) return 0;
+  const char* strict = getenv("FAKE_STRICT");
+  if (strict && strcmp(strict, "1") == 0 && readOpen) {
+    logRead("refused", symbols[nr - 1].name);
+    readSym = -1;
+    *count = 0;
+    return 0;
+  }
+  logRead("start", symbols[nr - 1].name);
+  readOpen = 1;
   const char* shortName = getenv("FAKE_SHORT");
   const char* announce = getenv("FAKE_ANNOUNCE");
   const char* noStart = getenv("FAKE_NOSTART");
@@ -257,6 +286,14 @@ EXPORT int C__zabDataReadRaw(void* h, int* keys, double* values, int* first) {
   for (int d = 0; d < symbols[readSym].dim; d++) keys[d] = k[d];
   return 1;
 }
+#ifndef FAKE_NO_READDONE
+EXPORT int C__zabDataReadDone(void* h) {
+  logRead("done", "");
+  readOpen = 0;
+  readSym = -1;
+  return 1;
+}
+#endif
 EXPORT int D__zabGetElemText(void* h, int nr, unsigned char* text, int* node) {
   *node = 0;
   setStr(text, nr >= 1 && nr <= kTexts ? texts[nr] : "");
@@ -310,6 +347,9 @@ EXPORT int C__zabDataReadRawStart(void* h, int nr, int* count) {
   return 1;
 }
 EXPORT int C__zabDataReadRaw(void* h, int* keys, double* values, int* first) { return 0; }
+#ifndef FAKE_NO_READDONE
+EXPORT int C__zabDataReadDone(void* h) { return 1; }
+#endif
 EXPORT int D__zabGetElemText(void* h, int nr, unsigned char* text, int* node) {
   setStr(text, "");
   *node = 0;
