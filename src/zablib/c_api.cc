@@ -24,7 +24,8 @@ struct ZabObject {
   zablib::RecordCursor cursor;
   bool reading = false;  // a ...Start call began a read that has not ended
   double specials[ZAB_SPECIALS];
-  int lastError = 0;
+  int lastError = 0;  // cleared by zabGetLastError
+  int textError = 0;  // the error lastText describes; zabGetLastError keeps it
   std::string lastText;
   int errorCount = 0;
   std::string loadDir;
@@ -33,6 +34,7 @@ struct ZabObject {
 
   int fail(const ZabError& e) {
     lastError = e.code;
+    textError = e.code;
     lastText = e.text;
     ++errorCount;
     return 0;
@@ -47,11 +49,12 @@ struct ZabObject {
 ZabObject* obj(zabHandle_t h) { return static_cast<ZabObject*>(h); }
 
 // The end of a read: 0, and an error when the read ended because the file
-// changed under it (the read is over then; a further call is a misuse).
+// changed under it, in size or in place (the read is over then; a further
+// call is a misuse).
 int endOfRead(ZabObject* o) {
   if (!o->cursor.lostFile()) return 0;  // no record left; further calls keep answering 0
   o->reading = false;
-  return o->fail(zablib::kErrFileChanged, o->reader.changedText());
+  return o->fail(zablib::kErrFileChanged, o->cursor.lostText());
 }
 
 std::string_view inStr(const unsigned char* s) {
@@ -120,6 +123,7 @@ int guarded(zabHandle_t h, F&& body) noexcept {
   } catch (...) {
     if (ZabObject* o = obj(h)) {
       o->lastError = zablib::kErrNoMemory;
+      o->textError = zablib::kErrNoMemory;
       ++o->errorCount;
       o->lastText.clear();  // zabErrorStr gives the generic text
     }
@@ -209,7 +213,7 @@ ZAB_API int D__zabOpenRead(zabHandle_t pzab, const unsigned char* fileName, int*
 ZAB_API int D__zabErrorStr(zabHandle_t pzab, int errNr, unsigned char* msg) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (o && errNr != 0 && errNr == o->lastError && !o->lastText.empty()) {
+    if (o && errNr != 0 && errNr == o->textError && !o->lastText.empty()) {
       outStr(msg, o->lastText);
     } else {
       outStr(msg, zablib::errorText(errNr));

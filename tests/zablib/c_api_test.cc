@@ -1,7 +1,9 @@
 // The C ABI of libzabcclib64 as the converter uses it: compatibility checks,
 // opening, symbol and label lookups, record reads with the first changed
 // dimension, element texts, special values, and the write side.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +15,7 @@
 
 #include "zab_test_util.h"
 #include "zabcclib.h"
+#include "zablib/format.h"
 
 namespace {
 
@@ -378,6 +381,72 @@ TEST_F(CApi, FileChangedWhileOpenRefusesReads) {
   int map = 0;
   EXPECT_EQ(D__zabUMUelGet(h_, 1, uel.p(), &map), 1);
   EXPECT_EQ(uel.str(), "north");
+}
+
+// Every byte of the record area rewritten in place (same size) to every
+// value while the file is open: each string and raw read of every symbol
+// either hands out records with labels and element texts of the file, or
+// ends before its count with error 123 and a text that says where.
+TEST_F(CApi, RecordsRewrittenInPlaceEndReadsWithError123) {
+  const std::string path = dir_.file("t.zab");
+  const std::string good = zabtest::readFile(path);
+  const size_t recordsEnd =
+      zablib::kHeaderSize +
+      zablib::load64(reinterpret_cast<const uint8_t*>(good.data() + zablib::hdr::kRecordsSizeAt));
+  const int fd = ::open(path.c_str(), O_WRONLY);
+  ASSERT_GE(fd, 0);
+  int syms = 0, uels = 0, ended = 0, whole = 0;
+  ASSERT_EQ(C__zabSystemInfo(h_, &syms, &uels), 1);
+  std::vector<unsigned char> keys(256 * ZAB_MAXDIM);
+  int k[ZAB_MAXDIM], f = 0;
+  double v[ZAB_VALUES];
+  SS msg, uel;
+  for (size_t at = zablib::kHeaderSize; at < recordsEnd; ++at) {
+    for (int byte = 0; byte < 256; ++byte) {
+      bool anyEnded = false;
+      const char c = static_cast<char>(byte);
+      ASSERT_EQ(pwrite(fd, &c, 1, static_cast<off_t>(at)), 1);
+      for (int sym = 1; sym <= syms; ++sym) {
+        for (int str = 0; str < 2; ++str) {
+          const std::string what = "byte " + std::to_string(at) + " = " + std::to_string(byte) +
+                                   ", symbol " + std::to_string(sym) + (str ? " str" : " raw");
+          int count = 0, got = 0, dim = 0, type = 0, map = 0;
+          ASSERT_EQ(D__zabSymbolInfo(h_, sym, msg.p(), &dim, &type), 1);
+          ASSERT_EQ((str ? C__zabDataReadStrStart : C__zabDataReadRawStart)(h_, sym, &count), 1);
+          while (str ? D__zabDataReadStr(h_, keys.data(), v, &f)
+                     : C__zabDataReadRaw(h_, k, v, &f)) {
+            ++got;
+            for (int i = 0; i < dim; ++i) {
+              if (str) {
+                int nr = 0;
+                ASSERT_EQ(D__zabUMFindUEL(h_, keys.data() + 256 * i, &nr, &map), 1) << what;
+              } else {
+                ASSERT_TRUE(k[i] >= 1 && k[i] <= uels) << what;
+              }
+            }
+            if (type == ZAB_TYPE_SET || type == ZAB_TYPE_ALIAS) {
+              ASSERT_TRUE(v[0] == 0 ||
+                          D__zabGetElemText(h_, static_cast<int>(v[0]), uel.p(), &map) == 1)
+                  << what;
+            }
+          }
+          ASSERT_LE(got, count) << what;
+          const int e = C__zabGetLastError(h_);
+          ASSERT_EQ(e, got < count ? 123 : 0) << what;
+          if (e == 0) continue;
+          anyEnded = true;
+          ASSERT_EQ(D__zabErrorStr(h_, e, msg.p()), 1);
+          ASSERT_NE(msg.str().find("t.zab changed while it was open: record "), std::string::npos)
+              << what << ": " << msg.str();
+        }
+      }
+      (anyEnded ? ended : whole)++;
+    }
+    ASSERT_EQ(pwrite(fd, &good[at], 1, static_cast<off_t>(at)), 1);
+  }
+  ::close(fd);
+  EXPECT_GT(ended, 0);
+  EXPECT_GT(whole, 0);
 }
 
 TEST_F(CApi, CloseEndsAccess) {
