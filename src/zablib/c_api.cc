@@ -76,6 +76,16 @@ void put(T* p, T v) {
 
 unsigned char gLoadPath[256] = {0};
 
+// A required pointer argument; false (with the error) when it is null.
+bool given(ZabObject* o, const void* p, const char* what) {
+  if (p) return true;
+  o->fail(zablib::kErrBadArgument, std::string("no ") + what + " given");
+  return false;
+}
+
+// Neither a file open for reading nor one open for writing.
+int noFile(ZabObject* o) { return o->fail(zablib::kErrNoFile, "no file open"); }
+
 bool needRead(ZabObject* o) {
   if (o->reader.isOpen()) return true;
   o->fail(zablib::kErrNoFile, "no file open for reading");
@@ -236,7 +246,7 @@ ZAB_API int C__zabClose(zabHandle_t pzab) {
       if (!o->writer.close(e)) return o->fail(e);
       return 1;
     }
-    return o->fail(zablib::kErrNoFile, "no file open");
+    return noFile(o);
   });
 }
 
@@ -253,7 +263,7 @@ ZAB_API int C__zabResetSpecialValues(zabHandle_t pzab) {
 ZAB_API int C__zabGetSpecialValues(zabHandle_t pzab, double* specials) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !specials) return 0;
+    if (!o || !given(o, specials, "special-value array")) return 0;
     std::memcpy(specials, o->specials, sizeof o->specials);
     return 1;
   });
@@ -262,7 +272,7 @@ ZAB_API int C__zabGetSpecialValues(zabHandle_t pzab, double* specials) {
 ZAB_API int C__zabSetSpecialValues(zabHandle_t pzab, const double* specials) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !specials) return 0;
+    if (!o || !given(o, specials, "special-value array")) return 0;
     // The five must stay distinguishable: distinct and not NaN.
     for (int i = 0; i < 5; ++i) {
       if (std::isnan(specials[i]))
@@ -295,7 +305,7 @@ ZAB_API int C__zabSystemInfo(zabHandle_t pzab, int* symbolCount, int* uelCount) 
       put(uelCount, static_cast<int>(o->writer.labelCount()));
       return 1;
     }
-    return o->fail(zablib::kErrNoFile, "no file open");
+    return noFile(o);
   });
 }
 
@@ -337,7 +347,7 @@ ZAB_API int D__zabFindSymbol(zabHandle_t pzab, const unsigned char* name, int* s
     put(symNr, -1);
     if (!o || !needRead(o)) return 0;
     uint32_t n = o->reader.findSymbol(inStr(name));
-    if (n == 0) return 0;
+    if (n == 0) return 0;  // not found: an answer, not a failure
     put(symNr, static_cast<int>(n));
     return 1;
   });
@@ -363,8 +373,9 @@ ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* val
                               int* firstChanged) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !keys || !values) return 0;
+    if (!o) return 0;
     if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
+    if (!given(o, keys, "key array") || !given(o, values, "value array")) return 0;
     int f = o->cursor.next(values, o->specials);
     if (f == 0) return endOfRead(o);
     const uint32_t* k = o->cursor.keys();
@@ -385,8 +396,9 @@ ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* val
 ZAB_API int C__zabDataReadRaw(zabHandle_t pzab, int* keys, double* values, int* firstChanged) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !keys || !values) return 0;
+    if (!o) return 0;
     if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
+    if (!given(o, keys, "key array") || !given(o, values, "value array")) return 0;
     int f = o->cursor.next(values, o->specials);
     if (f == 0) return endOfRead(o);
     const uint32_t* k = o->cursor.keys();
@@ -412,7 +424,8 @@ ZAB_API int D__zabGetElemText(zabHandle_t pzab, int textNr, unsigned char* text,
     ZabObject* o = obj(pzab);
     outStr(text, "");
     put(node, 0);
-    if (!o || !o->reader.isOpen()) return 0;
+    if (!o || !needRead(o)) return 0;
+    // A number without a text is an answer, not a failure (0: no text).
     if (textNr < 1 || static_cast<uint32_t>(textNr) > o->reader.textCount()) return 0;
     outStr(text, o->reader.text(static_cast<uint32_t>(textNr)));
     return 1;
@@ -425,6 +438,7 @@ ZAB_API int D__zabUMUelGet(zabHandle_t pzab, int uelNr, unsigned char* uel, int*
     outStr(uel, "");
     put(userMap, -1);
     if (!o) return 0;
+    // A number without a label is an answer, not a failure.
     if (o->reader.isOpen()) {
       if (uelNr < 1 || static_cast<uint32_t>(uelNr) > o->reader.labelCount()) return 0;
       outStr(uel, o->reader.label(static_cast<uint32_t>(uelNr)));
@@ -435,7 +449,7 @@ ZAB_API int D__zabUMUelGet(zabHandle_t pzab, int uelNr, unsigned char* uel, int*
       outStr(uel, o->writer.label(static_cast<uint32_t>(uelNr)));
       return 1;
     }
-    return 0;
+    return noFile(o);
   });
 }
 
@@ -450,8 +464,10 @@ ZAB_API int D__zabUMFindUEL(zabHandle_t pzab, const unsigned char* uel, int* uel
       n = o->reader.findLabel(inStr(uel));
     } else if (o->writer.isOpen()) {
       n = o->writer.findLabel(inStr(uel));
+    } else {
+      return noFile(o);
     }
-    if (n == 0) return 0;
+    if (n == 0) return 0;  // not found: an answer, not a failure
     put(uelNr, static_cast<int>(n));
     return 1;
   });
@@ -563,10 +579,10 @@ ZAB_API int D__zabDataWriteRawStart(zabHandle_t pzab, const unsigned char* name,
 ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys, const double* values) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !values) return 0;
+    if (!o) return 0;
     if (!o->writer.inSymbol()) return o->fail(zablib::kErrNoWrite, "no symbol write in progress");
     const int dim = o->writer.currentDim();
-    if (dim > 0 && !keys) return o->fail(zablib::kErrBadArgument, "no key array given");
+    if ((dim > 0 && !given(o, keys, "key array")) || !given(o, values, "value array")) return 0;
     std::string_view ks[ZAB_MAXDIM];
     for (int i = 0; i < dim; ++i) ks[i] = inStr(keys + 256 * i);
     ZabError e;
@@ -578,7 +594,11 @@ ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys, cons
 ZAB_API int C__zabDataWriteRaw(zabHandle_t pzab, const int* keys, const double* values) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !keys || !values) return 0;
+    if (!o) return 0;
+    if (!o->writer.inSymbol()) return o->fail(zablib::kErrNoWrite, "no symbol write in progress");
+    static const int kNoKeys[ZAB_MAXDIM] = {};
+    if (o->writer.currentDim() == 0 && !keys) keys = kNoKeys;  // a scalar has no keys
+    if (!given(o, keys, "key array") || !given(o, values, "value array")) return 0;
     ZabError e;
     if (!o->writer.addRecord(reinterpret_cast<const uint32_t*>(keys), values, e)) return o->fail(e);
     return 1;

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -593,6 +594,175 @@ TEST(CApiWrite, RecordsInAnyOrderDuplicatesAndAliases) {
   EXPECT_EQ(k[0], 2);
   EXPECT_EQ(v[0], 0);
   XFree(&h);
+}
+
+// Every failing call of every entry point sets its own error number (read
+// by zabGetLastError, counted by zabErrorCount, with a text from
+// zabErrorStr); lookups that find nothing answer 0 without an error.
+TEST(CApiErrors, EveryFailingCallSetsItsErrorNumber) {
+  enum State { kNoFile, kReading, kWriting, kInSymbol };
+  using Call = std::function<int(zabHandle_t)>;
+  static unsigned char keys[256 * ZAB_MAXDIM];
+  static double v[ZAB_VALUES];
+  static int k[ZAB_MAXDIM], n, m;
+  static SS s;
+  const double equal[ZAB_SPECIALS] = {1, 2, 3, 3, 5, 0, 0};
+  const double nan[ZAB_SPECIALS] = {1, NAN, 3, 4, 5, 0, 0};
+  const struct Row {
+    State state;
+    const char* what;
+    Call call;
+    int error;  // 0: a lookup that answers 0 without an error
+  } rows[] = {
+      {kNoFile, "Close", [](zabHandle_t h) { return C__zabClose(h); }, 201},
+      {kNoFile, "SystemInfo", [](zabHandle_t h) { return C__zabSystemInfo(h, &n, &m); }, 201},
+      {kNoFile, "SymbolInfo", [](zabHandle_t h) { return D__zabSymbolInfo(h, 1, s.p(), &n, &m); },
+       201},
+      {kNoFile, "SymbolInfoX", [](zabHandle_t h) { return D__zabSymbolInfoX(h, 1, &n, &m, s.p()); },
+       201},
+      {kNoFile, "FindSymbol", [](zabHandle_t h) { return D__zabFindSymbol(h, SS("p").p(), &n); },
+       201},
+      {kNoFile, "DataReadRawStart", [](zabHandle_t h) { return C__zabDataReadRawStart(h, 1, &n); },
+       201},
+      {kNoFile, "DataReadStrStart", [](zabHandle_t h) { return C__zabDataReadStrStart(h, 1, &n); },
+       201},
+      {kNoFile, "GetElemText", [](zabHandle_t h) { return D__zabGetElemText(h, 1, s.p(), &n); },
+       201},
+      {kNoFile, "UMUelGet", [](zabHandle_t h) { return D__zabUMUelGet(h, 1, s.p(), &n); }, 201},
+      {kNoFile, "UMFindUEL",
+       [](zabHandle_t h) { return D__zabUMFindUEL(h, SS("north").p(), &n, &m); }, 201},
+      {kNoFile, "UELRegisterStrStart", [](zabHandle_t h) { return C__zabUELRegisterStrStart(h); },
+       201},
+      {kNoFile, "UELRegisterStr",
+       [](zabHandle_t h) { return D__zabUELRegisterStr(h, SS("a").p(), &n); }, 201},
+      {kNoFile, "UELRegisterDone", [](zabHandle_t h) { return C__zabUELRegisterDone(h); }, 201},
+      {kNoFile, "AddSetText", [](zabHandle_t h) { return D__zabAddSetText(h, SS("t").p(), &n); },
+       201},
+      {kNoFile, "DataWriteStrStart",
+       [](zabHandle_t h) { return D__zabDataWriteStrStart(h, SS("p").p(), s.p(), 1, 1, 0); }, 201},
+      {kNoFile, "DataWriteRawStart",
+       [](zabHandle_t h) { return D__zabDataWriteRawStart(h, SS("p").p(), s.p(), 1, 1, 0); }, 201},
+      {kNoFile, "DataWriteStr", [](zabHandle_t h) { return D__zabDataWriteStr(h, keys, v); }, 205},
+      {kNoFile, "DataWriteRaw", [](zabHandle_t h) { return C__zabDataWriteRaw(h, k, v); }, 205},
+      {kNoFile, "DataWriteDone", [](zabHandle_t h) { return C__zabDataWriteDone(h); }, 205},
+      {kNoFile, "AddAlias",
+       [](zabHandle_t h) { return D__zabAddAlias(h, SS("s").p(), SS("t").p(), s.p()); }, 201},
+      {kNoFile, "OpenRead missing",
+       [](zabHandle_t h) { return D__zabOpenRead(h, SS("/nonexistent/x.zab").p(), &n); }, 101},
+      {kNoFile, "GetSpecialValues NULL",
+       [](zabHandle_t h) { return C__zabGetSpecialValues(h, nullptr); }, 207},
+      {kNoFile, "SetSpecialValues NULL",
+       [](zabHandle_t h) { return C__zabSetSpecialValues(h, nullptr); }, 207},
+      {kNoFile, "SetSpecialValues equal",
+       [&](zabHandle_t h) { return C__zabSetSpecialValues(h, equal); }, 207},
+      {kNoFile, "SetSpecialValues NaN",
+       [&](zabHandle_t h) { return C__zabSetSpecialValues(h, nan); }, 207},
+      {kReading, "SymbolInfo 0",
+       [](zabHandle_t h) { return D__zabSymbolInfo(h, 0, s.p(), &n, &m); }, 203},
+      {kReading, "SymbolInfoX 6",
+       [](zabHandle_t h) { return D__zabSymbolInfoX(h, 6, &n, &m, s.p()); }, 203},
+      {kReading, "DataReadRawStart 6",
+       [](zabHandle_t h) { return C__zabDataReadRawStart(h, 6, &n); }, 203},
+      {kReading, "DataReadStrStart -1",
+       [](zabHandle_t h) { return C__zabDataReadStrStart(h, -1, &n); }, 203},
+      {kReading, "DataReadRaw without start",
+       [](zabHandle_t h) { return C__zabDataReadRaw(h, k, v, &n); }, 204},
+      {kReading, "DataReadStr without start",
+       [](zabHandle_t h) { return D__zabDataReadStr(h, keys, v, &n); }, 204},
+      {kReading, "DataReadRaw NULL keys",
+       [](zabHandle_t h) {
+         C__zabDataReadRawStart(h, 2, &n);
+         return C__zabDataReadRaw(h, nullptr, v, &n);
+       },
+       207},
+      {kReading, "DataReadRaw NULL values",
+       [](zabHandle_t h) {
+         C__zabDataReadRawStart(h, 2, &n);
+         return C__zabDataReadRaw(h, k, nullptr, &n);
+       },
+       207},
+      {kReading, "DataReadStr NULL keys",
+       [](zabHandle_t h) {
+         C__zabDataReadStrStart(h, 2, &n);
+         return D__zabDataReadStr(h, nullptr, v, &n);
+       },
+       207},
+      {kReading, "DataReadStr NULL values",
+       [](zabHandle_t h) {
+         C__zabDataReadStrStart(h, 2, &n);
+         return D__zabDataReadStr(h, keys, nullptr, &n);
+       },
+       207},
+      {kReading, "OpenWrite", [](zabHandle_t h) { return D__zabOpenWrite(h, s.p(), s.p(), &n); },
+       202},
+      {kReading, "UELRegisterStr",
+       [](zabHandle_t h) { return D__zabUELRegisterStr(h, SS("a").p(), &n); }, 201},
+      {kReading, "AddAlias",
+       [](zabHandle_t h) { return D__zabAddAlias(h, SS("region").p(), SS("t").p(), s.p()); }, 201},
+      {kReading, "FindSymbol not found",
+       [](zabHandle_t h) { return D__zabFindSymbol(h, SS("nope").p(), &n); }, 0},
+      {kReading, "UMFindUEL not found",
+       [](zabHandle_t h) { return D__zabUMFindUEL(h, SS("west").p(), &n, &m); }, 0},
+      {kReading, "UMUelGet 4", [](zabHandle_t h) { return D__zabUMUelGet(h, 4, s.p(), &n); }, 0},
+      {kReading, "GetElemText 0", [](zabHandle_t h) { return D__zabGetElemText(h, 0, s.p(), &n); },
+       0},
+      {kWriting, "OpenRead", [](zabHandle_t h) { return D__zabOpenRead(h, s.p(), &n); }, 202},
+      {kWriting, "GetElemText", [](zabHandle_t h) { return D__zabGetElemText(h, 1, s.p(), &n); },
+       201},
+      {kWriting, "UELRegisterStr empty",
+       [](zabHandle_t h) { return D__zabUELRegisterStr(h, SS("").p(), &n); }, 304},
+      {kWriting, "DataWriteStrStart no name",
+       [](zabHandle_t h) { return D__zabDataWriteStrStart(h, SS("").p(), s.p(), 1, 1, 0); }, 307},
+      {kWriting, "DataWriteRawStart dim 21",
+       [](zabHandle_t h) { return D__zabDataWriteRawStart(h, SS("p").p(), s.p(), 21, 1, 0); }, 309},
+      {kWriting, "DataWriteStr without start",
+       [](zabHandle_t h) { return D__zabDataWriteStr(h, keys, v); }, 205},
+      {kWriting, "AddAlias of nothing",
+       [](zabHandle_t h) { return D__zabAddAlias(h, SS("nope").p(), SS("t").p(), s.p()); }, 315},
+      {kInSymbol, "DataWriteStr NULL values",
+       [](zabHandle_t h) { return D__zabDataWriteStr(h, keys, nullptr); }, 207},
+      {kInSymbol, "DataWriteStr NULL keys",
+       [](zabHandle_t h) { return D__zabDataWriteStr(h, nullptr, v); }, 207},
+      {kInSymbol, "DataWriteRaw NULL keys",
+       [](zabHandle_t h) { return C__zabDataWriteRaw(h, nullptr, v); }, 207},
+      {kInSymbol, "DataWriteRaw NULL values",
+       [](zabHandle_t h) { return C__zabDataWriteRaw(h, k, nullptr); }, 207},
+      {kInSymbol, "DataWriteRaw label 0",
+       [](zabHandle_t h) {
+         k[0] = 0;
+         return C__zabDataWriteRaw(h, k, v);
+       },
+       306},
+      {kInSymbol, "DataWriteStrStart again",
+       [](zabHandle_t h) { return D__zabDataWriteStrStart(h, SS("q").p(), s.p(), 1, 1, 0); }, 206},
+  };
+  ScratchDir dir;
+  zabtest::build(kSource, dir.file("t.zab"));
+  std::memcpy(keys, SS("north").b, 256);
+  for (const Row& row : rows) {
+    zabHandle_t h = nullptr;
+    XCreate(&h);
+    int err = 0;
+    if (row.state == kReading) {
+      ASSERT_EQ(D__zabOpenRead(h, SS(dir.file("t.zab")).p(), &err), 1);
+    } else if (row.state >= kWriting) {
+      ASSERT_EQ(D__zabOpenWrite(h, SS(dir.file("w.zab")).p(), s.p(), &err), 1);
+    }
+    if (row.state == kInSymbol) {
+      ASSERT_EQ(D__zabDataWriteStrStart(h, SS("p").p(), s.p(), 1, 1, 0), 1);
+    }
+    const int before = C__zabErrorCount(h);
+    EXPECT_EQ(row.call(h), 0) << row.what;
+    EXPECT_EQ(C__zabGetLastError(h), row.error) << row.what;
+    EXPECT_EQ(C__zabErrorCount(h), before + (row.error != 0)) << row.what;
+    if (row.error != 0) {
+      SS msg;
+      D__zabErrorStr(h, row.error, msg.p());
+      EXPECT_EQ(msg.str().find("unknown error"), std::string::npos) << row.what;
+      EXPECT_NE(msg.str(), "") << row.what;
+    }
+    XFree(&h);
+  }
 }
 
 TEST(CApiWrite, FreeWithoutCloseLeavesNoFile) {
