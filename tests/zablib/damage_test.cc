@@ -195,8 +195,8 @@ int readEverything(const zablib::ZabReader& r, const std::string& what, bool cha
 // record ends early.
 TEST_F(Damage, RecordsRewrittenAfterTheOpenNeverBreakReads) {
   zabtool::GenOptions o;
-  o.records = 60;
-  o.symbols = 4;
+  o.records = 40;
+  o.symbols = 3;
   o.type = "mixed";
   o.density = 0.3;
   o.specials = 0.2;
