@@ -489,13 +489,6 @@ void RecordCursor::moveToTail(const uint8_t* at) {
   dec_.moveTo(tail_);
 }
 
-void RecordCursor::lose(const uint8_t* recordAt) {
-  lost_ = true;
-  lostAt_ = blockOffset(recordAt);
-  lostRecord_ = count_ - left_;
-  left_ = 0;
-}
-
 // Runs after a record that failed the decoder's checks, after the first
 // and the last record, and whenever the read passes checkAt_ (a release
 // step, or the start of the block's last kMaxRecordSpan bytes).
@@ -507,7 +500,12 @@ int RecordCursor::checkpoint(int f, const uint8_t* recordAt) {
   // ends past the block, or a block whose end is not where its last
   // record ends.
   if (f == 0 || (left_ + 1 == count_ && f != 1) || done > size || (left_ == 0) != (done == size)) {
-    lose(recordAt);
+    // The record that fails, or for a block that ends too early the next one.
+    const bool early = f != 0 && done == size;
+    lostAt_ = early ? size : blockOffset(recordAt);
+    lostRecord_ = count_ - left_ + (early ? 1 : 0);
+    lost_ = true;
+    left_ = 0;
     return 0;
   }
   const uint8_t* const at = begin_ + done;

@@ -195,7 +195,6 @@ class RecordCursor {
 
  private:
   int checkpoint(int f, const uint8_t* recordAt);
-  void lose(const uint8_t* recordAt);
   void moveToTail(const uint8_t* at);
   // Offset in the block of a decoder position (in the block or the copy).
   uint64_t blockOffset(const uint8_t* p) const {

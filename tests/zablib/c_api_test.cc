@@ -450,6 +450,42 @@ TEST_F(CApi, RecordsRewrittenInPlaceEndReadsWithError123) {
   EXPECT_GT(whole, 0);
 }
 
+TEST_F(CApi, RewrittenRecordIsNamedInTheMessage) {
+  // cap's 9-byte block follows Region's 4 bytes: record 1 is 350 (tag 7,
+  // varint 700 in two bytes), record 2 EPS (tag 5), record 3 +INF (tag 8,
+  // four bytes).
+  const struct {
+    int at;
+    char byte;
+    int returned;  // records read before the read ends
+    const char* where;
+  } rows[] = {
+      // key mode 1: the next byte (8) becomes a key increase, label 9 of 3
+      {95, '\x15', 1, "record 2 of symbol 2 (cap) at offset 95"},
+      // record 1 a double: its payload takes the whole block, record 2 is missing
+      {92, '\x09', 0, "record 2 of symbol 2 (cap) at offset 101"},
+  };
+  const std::string path = dir_.file("t.zab");
+  const std::string good = zabtest::readFile(path);
+  ASSERT_EQ(good.substr(92, 9), std::string("\x07\xbc\x05\x05\x08\0\0\x80\x7f", 9));
+  for (const auto& row : rows) {
+    const int fd = ::open(path.c_str(), O_WRONLY);
+    ASSERT_EQ(pwrite(fd, &row.byte, 1, row.at), 1);
+    int count = 0, k[ZAB_MAXDIM], f = 0, got = 0;
+    double v[ZAB_VALUES];
+    ASSERT_EQ(C__zabDataReadRawStart(h_, 2, &count), 1);
+    while (C__zabDataReadRaw(h_, k, v, &f)) ++got;
+    EXPECT_EQ(got, row.returned) << row.where;
+    EXPECT_EQ(C__zabGetLastError(h_), 123);
+    SS msg;
+    ASSERT_EQ(D__zabErrorStr(h_, 123, msg.p()), 1);
+    EXPECT_EQ(msg.str(), path + " changed while it was open: " + row.where +
+                             " no longer reads as a valid record");
+    ASSERT_EQ(pwrite(fd, &good[row.at], 1, row.at), 1);
+    ::close(fd);
+  }
+}
+
 TEST_F(CApi, CloseEndsAccess) {
   EXPECT_EQ(C__zabClose(h_), 1);
   int a, b;
