@@ -44,7 +44,11 @@
  * read start announced, and zabGetLastError then gives 123. A caller that
  * reads a symbol to its end compares the records it got with that count.
  * zabErrorStr gives, for the object's last error, the detailed text (what
- * and where), otherwise the generic text of the number.
+ * and where), otherwise the generic text of the number. Every call that
+ * fails sets an error number (zabGetLastError) and counts in zabErrorCount;
+ * a lookup that finds nothing (zabFindSymbol, zabUMFindUEL, zabUMUelGet and
+ * zabGetElemText with a number that has no label or text) answers 0
+ * without an error.
  */
 #ifndef ZABCCLIB_H
 #define ZABCCLIB_H

@@ -24,7 +24,8 @@ struct ZabObject {
   zablib::RecordCursor cursor;
   bool reading = false;  // a ...Start call began a read that has not ended
   double specials[ZAB_SPECIALS];
-  int lastError = 0;
+  int lastError = 0;  // cleared by zabGetLastError
+  int textError = 0;  // the error lastText describes; zabGetLastError keeps it
   std::string lastText;
   int errorCount = 0;
   std::string loadDir;
@@ -33,6 +34,7 @@ struct ZabObject {
 
   int fail(const ZabError& e) {
     lastError = e.code;
+    textError = e.code;
     lastText = e.text;
     ++errorCount;
     return 0;
@@ -47,11 +49,12 @@ struct ZabObject {
 ZabObject* obj(zabHandle_t h) { return static_cast<ZabObject*>(h); }
 
 // The end of a read: 0, and an error when the read ended because the file
-// changed under it (the read is over then; a further call is a misuse).
+// changed under it, in size or in place (the read is over then; a further
+// call is a misuse).
 int endOfRead(ZabObject* o) {
   if (!o->cursor.lostFile()) return 0;  // no record left; further calls keep answering 0
   o->reading = false;
-  return o->fail(zablib::kErrFileChanged, o->reader.changedText());
+  return o->fail(zablib::kErrFileChanged, o->cursor.lostText());
 }
 
 std::string_view inStr(const unsigned char* s) {
@@ -72,6 +75,30 @@ void put(T* p, T v) {
 }
 
 unsigned char gLoadPath[256] = {0};
+
+// The error of a required pointer argument that is null. Kept out of line:
+// inlined into the record reads it slows them by a fifth.
+[[gnu::noinline, gnu::cold]] void missing(ZabObject* o, const char* what) {
+  o->fail(zablib::kErrBadArgument, std::string("no ") + what + " given");
+}
+
+// A required pointer argument; false (with the error) when it is null.
+inline bool given(ZabObject* o, const void* p, const char* what) {
+  if (p) return true;
+  missing(o, what);
+  return false;
+}
+
+// The error of a record read called without a read in progress or without
+// its arrays. Out of line, like missing().
+[[gnu::noinline, gnu::cold]] int readMisuse(ZabObject* o, const void* keys) {
+  if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
+  missing(o, keys ? "value array" : "key array");
+  return 0;
+}
+
+// Neither a file open for reading nor one open for writing.
+int noFile(ZabObject* o) { return o->fail(zablib::kErrNoFile, "no file open"); }
 
 bool needRead(ZabObject* o) {
   if (o->reader.isOpen()) return true;
@@ -120,6 +147,7 @@ int guarded(zabHandle_t h, F&& body) noexcept {
   } catch (...) {
     if (ZabObject* o = obj(h)) {
       o->lastError = zablib::kErrNoMemory;
+      o->textError = zablib::kErrNoMemory;
       ++o->errorCount;
       o->lastText.clear();  // zabErrorStr gives the generic text
     }
@@ -209,7 +237,7 @@ ZAB_API int D__zabOpenRead(zabHandle_t pzab, const unsigned char* fileName, int*
 ZAB_API int D__zabErrorStr(zabHandle_t pzab, int errNr, unsigned char* msg) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (o && errNr != 0 && errNr == o->lastError && !o->lastText.empty()) {
+    if (o && errNr != 0 && errNr == o->textError && !o->lastText.empty()) {
       outStr(msg, o->lastText);
     } else {
       outStr(msg, zablib::errorText(errNr));
@@ -232,7 +260,7 @@ ZAB_API int C__zabClose(zabHandle_t pzab) {
       if (!o->writer.close(e)) return o->fail(e);
       return 1;
     }
-    return o->fail(zablib::kErrNoFile, "no file open");
+    return noFile(o);
   });
 }
 
@@ -249,7 +277,7 @@ ZAB_API int C__zabResetSpecialValues(zabHandle_t pzab) {
 ZAB_API int C__zabGetSpecialValues(zabHandle_t pzab, double* specials) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !specials) return 0;
+    if (!o || !given(o, specials, "special-value array")) return 0;
     std::memcpy(specials, o->specials, sizeof o->specials);
     return 1;
   });
@@ -258,7 +286,7 @@ ZAB_API int C__zabGetSpecialValues(zabHandle_t pzab, double* specials) {
 ZAB_API int C__zabSetSpecialValues(zabHandle_t pzab, const double* specials) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !specials) return 0;
+    if (!o || !given(o, specials, "special-value array")) return 0;
     // The five must stay distinguishable: distinct and not NaN.
     for (int i = 0; i < 5; ++i) {
       if (std::isnan(specials[i]))
@@ -291,7 +319,7 @@ ZAB_API int C__zabSystemInfo(zabHandle_t pzab, int* symbolCount, int* uelCount) 
       put(uelCount, static_cast<int>(o->writer.labelCount()));
       return 1;
     }
-    return o->fail(zablib::kErrNoFile, "no file open");
+    return noFile(o);
   });
 }
 
@@ -333,7 +361,7 @@ ZAB_API int D__zabFindSymbol(zabHandle_t pzab, const unsigned char* name, int* s
     put(symNr, -1);
     if (!o || !needRead(o)) return 0;
     uint32_t n = o->reader.findSymbol(inStr(name));
-    if (n == 0) return 0;
+    if (n == 0) return 0;  // not found: an answer, not a failure
     put(symNr, static_cast<int>(n));
     return 1;
   });
@@ -359,8 +387,8 @@ ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* val
                               int* firstChanged) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !keys || !values) return 0;
-    if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
+    if (!o) return 0;
+    if (!o->reading || !keys || !values) return readMisuse(o, keys);
     int f = o->cursor.next(values, o->specials);
     if (f == 0) return endOfRead(o);
     const uint32_t* k = o->cursor.keys();
@@ -381,8 +409,8 @@ ZAB_API int D__zabDataReadStr(zabHandle_t pzab, unsigned char* keys, double* val
 ZAB_API int C__zabDataReadRaw(zabHandle_t pzab, int* keys, double* values, int* firstChanged) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !keys || !values) return 0;
-    if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
+    if (!o) return 0;
+    if (!o->reading || !keys || !values) return readMisuse(o, keys);
     int f = o->cursor.next(values, o->specials);
     if (f == 0) return endOfRead(o);
     const uint32_t* k = o->cursor.keys();
@@ -408,7 +436,8 @@ ZAB_API int D__zabGetElemText(zabHandle_t pzab, int textNr, unsigned char* text,
     ZabObject* o = obj(pzab);
     outStr(text, "");
     put(node, 0);
-    if (!o || !o->reader.isOpen()) return 0;
+    if (!o || !needRead(o)) return 0;
+    // A number without a text is an answer, not a failure (0: no text).
     if (textNr < 1 || static_cast<uint32_t>(textNr) > o->reader.textCount()) return 0;
     outStr(text, o->reader.text(static_cast<uint32_t>(textNr)));
     return 1;
@@ -421,6 +450,7 @@ ZAB_API int D__zabUMUelGet(zabHandle_t pzab, int uelNr, unsigned char* uel, int*
     outStr(uel, "");
     put(userMap, -1);
     if (!o) return 0;
+    // A number without a label is an answer, not a failure.
     if (o->reader.isOpen()) {
       if (uelNr < 1 || static_cast<uint32_t>(uelNr) > o->reader.labelCount()) return 0;
       outStr(uel, o->reader.label(static_cast<uint32_t>(uelNr)));
@@ -431,7 +461,7 @@ ZAB_API int D__zabUMUelGet(zabHandle_t pzab, int uelNr, unsigned char* uel, int*
       outStr(uel, o->writer.label(static_cast<uint32_t>(uelNr)));
       return 1;
     }
-    return 0;
+    return noFile(o);
   });
 }
 
@@ -446,8 +476,10 @@ ZAB_API int D__zabUMFindUEL(zabHandle_t pzab, const unsigned char* uel, int* uel
       n = o->reader.findLabel(inStr(uel));
     } else if (o->writer.isOpen()) {
       n = o->writer.findLabel(inStr(uel));
+    } else {
+      return noFile(o);
     }
-    if (n == 0) return 0;
+    if (n == 0) return 0;  // not found: an answer, not a failure
     put(uelNr, static_cast<int>(n));
     return 1;
   });
@@ -559,10 +591,10 @@ ZAB_API int D__zabDataWriteRawStart(zabHandle_t pzab, const unsigned char* name,
 ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys, const double* values) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !values) return 0;
+    if (!o) return 0;
     if (!o->writer.inSymbol()) return o->fail(zablib::kErrNoWrite, "no symbol write in progress");
     const int dim = o->writer.currentDim();
-    if (dim > 0 && !keys) return o->fail(zablib::kErrBadArgument, "no key array given");
+    if ((dim > 0 && !given(o, keys, "key array")) || !given(o, values, "value array")) return 0;
     std::string_view ks[ZAB_MAXDIM];
     for (int i = 0; i < dim; ++i) ks[i] = inStr(keys + 256 * i);
     ZabError e;
@@ -574,7 +606,11 @@ ZAB_API int D__zabDataWriteStr(zabHandle_t pzab, const unsigned char* keys, cons
 ZAB_API int C__zabDataWriteRaw(zabHandle_t pzab, const int* keys, const double* values) {
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
-    if (!o || !keys || !values) return 0;
+    if (!o) return 0;
+    if (!o->writer.inSymbol()) return o->fail(zablib::kErrNoWrite, "no symbol write in progress");
+    static const int kNoKeys[ZAB_MAXDIM] = {};
+    if (o->writer.currentDim() == 0 && !keys) keys = kNoKeys;  // a scalar has no keys
+    if (!given(o, keys, "key array") || !given(o, values, "value array")) return 0;
     ZabError e;
     if (!o->writer.addRecord(reinterpret_cast<const uint32_t*>(keys), values, e)) return o->fail(e);
     return 1;

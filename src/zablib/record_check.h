@@ -1,6 +1,6 @@
 // checkBlock: the complete check of one record block, run by ZabReader
-// when it opens a file. After it succeeds, BlockDecoder can read the
-// block without any check. BlockChecker does the same check in pieces, so
+// when it opens a file. After it succeeds, BlockDecoder reads the block
+// with only the checks that guard against bytes changed since. BlockChecker does the same check in pieces, so
 // that a reader can let go of the bytes it has checked before it goes on.
 //
 // It checks every tag, key mode and varint, that every key lies in

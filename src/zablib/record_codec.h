@@ -2,7 +2,8 @@
 //
 // RecordEncoder turns sorted records (label numbers + five doubles) into
 // bytes; BlockDecoder reads a block that checkBlock (record_check.h)
-// accepted, without checks of its own.
+// accepted, with the few checks that keep it in bounds should the bytes
+// have changed since.
 #pragma once
 
 #include <cmath>
@@ -121,22 +122,46 @@ class RecordEncoder {
 
 // ---- decoding -----------------------------------------------------------
 
-// Reads a block that checkBlock (record_check.h) accepted; no checks at all.
+// The most bytes one record can take when its varints are cut at kMaxVarint
+// bytes: tag, two more-tag bytes, key mode 2 (f, delta and up to 19
+// absolute labels) and five values of up to kMaxVarint bytes each.
+constexpr size_t kMaxRecordSpan = 3 + (kMaxDim + 1) * kMaxVarint + kValues * kMaxVarint;  // 263
+
+// Reads a block that checkBlock (record_check.h) accepted. The block's bytes
+// may have been rewritten since (a file changed in place under its mapping),
+// so every decoded number that could lead a caller out of bounds is checked
+// on the way, at the cost of a few compares per record: labels in
+// 1..labelCount (and key increases of at least 1, so keys still ascend),
+// key modes and first changed positions, value tags, and a set's
+// element-text numbers. A record that fails a check decodes to 0 ("no
+// record") and nothing more may be decoded. What the decoder cannot see is
+// the block's end: a record reads at most kMaxRecordSpan bytes, and the
+// caller makes sure that many are readable (RecordCursor copies the last
+// ones of a block into a padded buffer).
 class BlockDecoder {
  public:
   void start(const BlockShape& shape, const uint8_t* begin) {
     dim_ = shape.dim;
     five_ = hasFiveValues(shape.type);
+    set_ = shape.type == kTypeSet;
+    labels_ = shape.labelCount;
+    texts_ = shape.textCount;
+    // Tag bits no record of this symbol may have.
+    badTag_ =
+        static_cast<uint8_t>(kTagReserved | (five_ ? 0 : kTagMore) | (dim_ == 0 ? kTagKeyMask : 0));
     p_ = begin;
     std::memset(keys_, 0, sizeof keys_);
   }
+  // Goes on reading at `p` (the same bytes, copied elsewhere).
+  void moveTo(const uint8_t* p) { p_ = p; }
 
   // Decodes the next record into keys() and values (specials: the values of
   // tags 1..5). Returns the first changed dimension (1 for the first record
-  // and for scalars).
+  // and for scalars), or 0 when the record is not valid.
   // Inlined into the read calls: a call per record costs as much as a record.
   [[gnu::always_inline]] int next(double* values, const double* specials) {
     const uint8_t tag = *p_++;
+    bool bad = (tag & badTag_) != 0;
     uint8_t more0 = kDefaultMoreA, more1 = kDefaultMoreB;
     if (tag & kTagMore) {
       more0 = p_[0];
@@ -147,35 +172,55 @@ class BlockDecoder {
     const uint32_t d = dim_;
     if (d != 0) {
       const uint8_t mode = (tag & kTagKeyMask) >> kTagKeyShift;
+      // Keys before the changed one were checked with earlier records; the
+      // previous key plus a delta of at most labels_ cannot wrap.
       if (mode == kKeyNext) {
         f = static_cast<int>(d);
-        ++keys_[d - 1];
+        bad |= ++keys_[d - 1] > labels_;
       } else if (mode == kKeyDelta) {
         f = static_cast<int>(d);
-        keys_[d - 1] += static_cast<uint32_t>(readVarint());
+        const uint64_t delta = readVarint();
+        keys_[d - 1] += static_cast<uint32_t>(delta);
+        bad |= delta - 1 >= labels_ || keys_[d - 1] > labels_;
       } else {
-        f = static_cast<int>(readVarint());
-        keys_[f - 1] += static_cast<uint32_t>(readVarint());
-        for (uint32_t i = static_cast<uint32_t>(f); i < d; ++i)
-          keys_[i] = static_cast<uint32_t>(readVarint());
+        const uint64_t at = readVarint();
+        if (mode != kKeyGeneral || at - 1 >= d) {
+          bad = true;  // no position to change: the keys stay
+        } else {
+          f = static_cast<int>(at);
+          const uint64_t delta = readVarint();
+          keys_[f - 1] += static_cast<uint32_t>(delta);
+          bad |= delta - 1 >= labels_ || keys_[f - 1] > labels_;
+          for (uint32_t i = static_cast<uint32_t>(f); i < d; ++i) {
+            const uint64_t k = readVarint();
+            keys_[i] = static_cast<uint32_t>(k);
+            bad |= k - 1 >= labels_;
+          }
+        }
       }
     }
-    values[0] = readValue(tag & kTagValueMask, specials);
+    const uint8_t vt = tag & kTagValueMask;
+    values[0] = readValue(vt, specials, bad);
     if (five_) {
-      values[1] = readValue(more0 & 0x0f, specials);
-      values[2] = readValue(more0 >> 4, specials);
-      values[3] = readValue(more1 & 0x0f, specials);
-      values[4] = readValue(more1 >> 4, specials);
+      values[1] = readValue(more0 & 0x0f, specials, bad);
+      values[2] = readValue(more0 >> 4, specials, bad);
+      values[3] = readValue(more1 & 0x0f, specials, bad);
+      values[4] = readValue(more1 >> 4, specials, bad);
     } else {
       values[1] = values[2] = values[3] = values[4] = 0.0;
     }
-    return f;
+    // A set's level is an element-text number: tag 0, 6 or 7, in 0..texts_.
+    if (set_)
+      bad |= !((vt == kValZero || vt == kValOne || vt == kValInt) && values[0] >= 0.0 &&
+               values[0] <= static_cast<double>(texts_));
+    return bad ? 0 : f;
   }
 
   const uint32_t* keys() const { return keys_; }
   const uint8_t* position() const { return p_; }
 
  private:
+  // At most kMaxVarint bytes, whatever they hold.
   uint64_t readVarint() {
     uint64_t r = 0;
     int shift = 0;
@@ -184,11 +229,11 @@ class BlockDecoder {
       b = *p_++;
       r |= static_cast<uint64_t>(b & 0x7f) << shift;
       shift += 7;
-    } while (b & 0x80);
+    } while ((b & 0x80) && shift < 7 * static_cast<int>(kMaxVarint));
     return r;
   }
 
-  double readValue(uint8_t vt, const double* specials) {
+  double readValue(uint8_t vt, const double* specials, bool& bad) {
     switch (vt) {
       case kValZero:
         return 0.0;
@@ -210,13 +255,24 @@ class BlockDecoder {
         std::memcpy(&v, &bits, 8);
         return v;
       }
-      default:
-        return specials[vt - kValUndef];  // 1..5
+      case kValUndef:
+      case kValNa:
+      case kValPlusInf:
+      case kValMinusInf:
+      case kValEps:
+        return specials[vt - kValUndef];
+      default:  // 10..15: no value
+        bad = true;
+        return 0.0;
     }
   }
 
   uint32_t dim_ = 0;
   bool five_ = false;
+  bool set_ = false;
+  uint8_t badTag_ = 0;
+  uint32_t labels_ = 0;
+  uint32_t texts_ = 0;
   const uint8_t* p_ = nullptr;
   uint32_t keys_[kMaxDim] = {};
 };

@@ -168,6 +168,12 @@ std::string ZabReader::changedText() const {
   return path_ + " changed size while it was open";
 }
 
+std::string ZabReader::rewrittenText(uint32_t nr, uint64_t record, uint64_t offset) const {
+  return (mapped_ ? path_ : std::string("ZAB data in memory")) +
+         " changed while it was open: record " + num(record) + " of " + symbolWhere(nr) +
+         " at offset " + num(offset) + " no longer reads as a valid record";
+}
+
 std::string ZabReader::symbolWhere(uint32_t nr) const {
   return "symbol " + num(nr) + " (" + printable(symbols_[nr - 1].name) + ")";
 }
@@ -449,34 +455,85 @@ bool ZabReader::checkBlock(uint32_t nr, ZabError& err) {
 
 uint64_t RecordCursor::start(const ZabReader& r, uint32_t symNr) {
   const SymbolEntry& s = r.dataSymbol(symNr);
-  const uint8_t* const b = r.data() + s.blockOffset;
   reader_ = &r;
+  symNr_ = r.symbol(symNr).aliasOf ? r.symbol(symNr).aliasOf : symNr;
   dim_ = s.dim;
+  count_ = s.recordCount;
   left_ = 0;
   lost_ = false;
-  end_ = b + s.blockSize;
-  released_ = b;
-  checkAt_ = s.blockSize > kReleaseStep ? b + kReleaseStep : end_;
-  dec_.start(r.blockShape(s), b);
-  if (s.recordCount != 0 && r.changed()) {
+  lostRecord_ = 0;
+  inTail_ = false;
+  begin_ = r.data() + s.blockOffset;
+  end_ = begin_ + s.blockSize;
+  released_ = begin_;
+  releaseAt_ = s.blockSize > kReleaseStep ? begin_ + kReleaseStep : end_;
+  dec_.start(r.blockShape(s), begin_);
+  if (count_ == 0) return 0;
+  if (r.changed()) {
     lost_ = true;
     return 0;
   }
-  left_ = s.recordCount;
+  if (s.blockSize <= kMaxRecordSpan) moveToTail(begin_);
+  // A checkpoint after the first record, which must set every key.
+  checkAt_ = inTail_ ? tail_ : begin_;
+  left_ = count_;
   return left_;
 }
 
-void RecordCursor::checkpoint() {
-  const uint8_t* const at = dec_.position();
-  reader_->release(released_, at);  // never the page the cursor is in
-  released_ = at;
-  if (at >= end_) return;  // the block is read: next() answers 0 from now on
-  if (reader_->changed()) {
+void RecordCursor::moveToTail(const uint8_t* at) {
+  const size_t n = static_cast<size_t>(end_ - at);
+  std::memcpy(tail_, at, n);
+  std::memset(tail_ + n, 0, sizeof tail_ - n);
+  tailFrom_ = static_cast<uint64_t>(at - begin_);
+  inTail_ = true;
+  dec_.moveTo(tail_);
+}
+
+// Runs after a record that failed the decoder's checks, after the first
+// and the last record, and whenever the read passes checkAt_ (a release
+// step, or the start of the block's last kMaxRecordSpan bytes).
+int RecordCursor::checkpoint(int f, const uint8_t* recordAt) {
+  const uint64_t size = static_cast<uint64_t>(end_ - begin_);
+  const uint64_t done = blockOffset(dec_.position());
+  // Only a block rewritten since the open fails here: a record that does
+  // not read as valid, a first record that leaves keys unset, a record that
+  // ends past the block, or a block whose end is not where its last
+  // record ends.
+  if (f == 0 || (left_ + 1 == count_ && f != 1) || done > size || (left_ == 0) != (done == size)) {
+    // The record that fails, or for a block that ends too early the next one.
+    const bool early = f != 0 && done == size;
+    lostAt_ = early ? size : blockOffset(recordAt);
+    lostRecord_ = count_ - left_ + (early ? 1 : 0);
     lost_ = true;
     left_ = 0;
-    return;
+    return 0;
   }
-  checkAt_ = static_cast<uint64_t>(end_ - at) > kReleaseStep ? at + kReleaseStep : end_;
+  const uint8_t* const at = begin_ + done;
+  reader_->release(released_, at);  // never the page the cursor is in
+  released_ = at;
+  if (left_ == 0) return f;  // the block is read: next() answers 0 from now on
+  if (at >= releaseAt_) {
+    if (reader_->changed()) {
+      lost_ = true;
+      left_ = 0;
+      return f;
+    }
+    releaseAt_ = static_cast<uint64_t>(end_ - at) > kReleaseStep ? at + kReleaseStep : end_;
+  }
+  if (!inTail_ && size - done <= kMaxRecordSpan) moveToTail(at);
+  if (inTail_) {
+    checkAt_ = tail_ + (size - tailFrom_);
+  } else {
+    checkAt_ = static_cast<uint64_t>(releaseAt_ - begin_) < size - kMaxRecordSpan
+                   ? releaseAt_
+                   : end_ - kMaxRecordSpan;
+  }
+  return f;
+}
+
+std::string RecordCursor::lostText() const {
+  if (lostRecord_ == 0 || reader_->changed()) return reader_->changedText();
+  return reader_->rewrittenText(symNr_, lostRecord_, reader_->symbol(symNr_).blockOffset + lostAt_);
 }
 
 }  // namespace zablib

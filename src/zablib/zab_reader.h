@@ -2,9 +2,10 @@
 //
 // open() maps the file and checks ALL of it before it reports success:
 // header, checksums, every table, and every record of every symbol (tags,
-// label ranges, ascending keys, exact sizes). After a successful open no
-// read can leave the mapped bytes, so RecordCursor does no checks; a read
-// only ends early when the file changed (below).
+// label ranges, ascending keys, exact sizes). After a successful open a
+// read only ends early when the file changed (below); RecordCursor keeps
+// the few checks that stop a changed block from leading a read out of
+// bounds.
 //
 // Memory: the label, text and symbol tables are copied out of the file
 // (the string_views point into that copy), plus one pointer per label and
@@ -23,10 +24,12 @@
 // kErrFileChanged (RecordCursor::lostFile). The modification time is not
 // compared on purpose: a `touch` must not end reads. What remains: a file
 // truncated between two comparisons ends the process with SIGBUS when a
-// read touches a page past the new end, and bytes rewritten in place
-// without a change of size are read without the checks of open(). That is
-// a limit of reading through a mapping; do not change a ZAB file while a
-// reader has it open.
+// read touches a page past the new end. Bytes rewritten in place without a
+// change of size are not compared with what open() checked: values can be
+// wrong, but a record whose keys, tags or element-text number are out of
+// range, or that reaches past its block, ends the read as a change of size
+// does (RecordCursor). That is a limit of reading through a mapping; do
+// not change a ZAB file while a reader has it open.
 //
 // Labels, texts and symbols are numbered from 1. The string_views returned
 // point into memory the reader owns and stay valid until close().
@@ -111,6 +114,9 @@ class ZabReader {
   // openMemory()), and the text that says how.
   bool changed() const;
   std::string changedText() const;
+  // The text for record `record` (at `offset` in the file) of symbol nr's
+  // block, which no longer reads as a valid record: bytes rewritten in place.
+  std::string rewrittenText(uint32_t nr, uint64_t record, uint64_t offset) const;
 
  private:
   static std::string_view view(const uint8_t* p) {
@@ -157,10 +163,14 @@ class ZabReader {
 };
 
 // Reads the records of one symbol in stored order. Works on a reader that
-// opened successfully; no checks of the records, no allocation. Every
-// kReleaseStep bytes (and at the block's end) it releases the pages behind
-// it and makes sure the file has not changed; if it has, the read ends
-// early and lostFile() says so.
+// opened successfully; no allocation. Every kReleaseStep bytes (and at the
+// block's end) it releases the pages behind it and makes sure the file has
+// not changed size; if it has, the read ends early and lostFile() says so.
+// Bytes rewritten in place (same size) since the open are caught by the
+// decoder's checks (record_codec.h) and by the block's end: a record that no
+// longer reads as valid ends the read early the same way, and is not
+// returned. The last kMaxRecordSpan bytes of a block are read from a padded
+// copy, so that no record, whatever its bytes, reads past the block.
 class RecordCursor {
  public:
   // Returns the record count; 0 with lostFile() when the file changed.
@@ -171,26 +181,45 @@ class RecordCursor {
   int next(double* values, const double* specials) {
     if (left_ == 0) return 0;
     --left_;
+    const uint8_t* const at = dec_.position();
     const int f = dec_.next(values, specials);
-    if (dec_.position() >= checkAt_) checkpoint();
+    if (f == 0 || left_ == 0 || dec_.position() >= checkAt_) return checkpoint(f, at);
     return f;
   }
   const uint32_t* keys() const { return dec_.keys(); }
   uint32_t dim() const { return dim_; }
   // The file changed while this read was going on: the read ended early.
   bool lostFile() const { return lost_; }
+  // What changed, for an error message (after lostFile()).
+  std::string lostText() const;
 
  private:
-  void checkpoint();
+  int checkpoint(int f, const uint8_t* recordAt);
+  void moveToTail(const uint8_t* at);
+  // Offset in the block of a decoder position (in the block or the copy).
+  uint64_t blockOffset(const uint8_t* p) const {
+    return inTail_ ? tailFrom_ + static_cast<uint64_t>(p - tail_)
+                   : static_cast<uint64_t>(p - begin_);
+  }
 
   BlockDecoder dec_;
   const ZabReader* reader_ = nullptr;
-  const uint8_t* end_ = nullptr;       // end of the block
-  const uint8_t* checkAt_ = nullptr;   // the next checkpoint, at most end_
-  const uint8_t* released_ = nullptr;  // pages before this one are released
+  uint32_t symNr_ = 0;                  // the symbol whose block is read
+  const uint8_t* begin_ = nullptr;      // the block in the mapping
+  const uint8_t* end_ = nullptr;        // end of the block
+  const uint8_t* checkAt_ = nullptr;    // the next checkpoint
+  const uint8_t* releaseAt_ = nullptr;  // the next release step, at most end_
+  const uint8_t* released_ = nullptr;   // pages before this one are released
+  uint64_t count_ = 0;
   uint64_t left_ = 0;
+  uint64_t lostAt_ = 0;      // offset in the block of the record that failed
+  uint64_t lostRecord_ = 0;  // its number; 0 when the file changed size
+  uint64_t tailFrom_ = 0;    // offset in the block of tail_[0]
   uint32_t dim_ = 0;
   bool lost_ = false;
+  bool inTail_ = false;
+  // The block's last bytes, then zeros: a record read from here stays inside.
+  uint8_t tail_[2 * kMaxRecordSpan] = {};
 };
 
 }  // namespace zablib

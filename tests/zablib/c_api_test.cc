@@ -1,18 +1,22 @@
 // The C ABI of libzabcclib64 as the converter uses it: compatibility checks,
 // opening, symbol and label lookups, record reads with the first changed
 // dimension, element texts, special values, and the write side.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "zab_test_util.h"
 #include "zabcclib.h"
+#include "zablib/format.h"
 
 namespace {
 
@@ -380,6 +384,108 @@ TEST_F(CApi, FileChangedWhileOpenRefusesReads) {
   EXPECT_EQ(uel.str(), "north");
 }
 
+// Every byte of the record area rewritten in place (same size) to every
+// value while the file is open: each string and raw read of every symbol
+// either hands out records with labels and element texts of the file, or
+// ends before its count with error 123 and a text that says where.
+TEST_F(CApi, RecordsRewrittenInPlaceEndReadsWithError123) {
+  const std::string path = dir_.file("t.zab");
+  const std::string good = zabtest::readFile(path);
+  const size_t recordsEnd =
+      zablib::kHeaderSize +
+      zablib::load64(reinterpret_cast<const uint8_t*>(good.data() + zablib::hdr::kRecordsSizeAt));
+  const int fd = ::open(path.c_str(), O_WRONLY);
+  ASSERT_GE(fd, 0);
+  int syms = 0, uels = 0, ended = 0, whole = 0;
+  ASSERT_EQ(C__zabSystemInfo(h_, &syms, &uels), 1);
+  std::vector<unsigned char> keys(256 * ZAB_MAXDIM);
+  int k[ZAB_MAXDIM], f = 0;
+  double v[ZAB_VALUES];
+  SS msg, uel;
+  for (size_t at = zablib::kHeaderSize; at < recordsEnd; ++at) {
+    for (int byte = 0; byte < 256; ++byte) {
+      bool anyEnded = false;
+      const char c = static_cast<char>(byte);
+      ASSERT_EQ(pwrite(fd, &c, 1, static_cast<off_t>(at)), 1);
+      for (int sym = 1; sym <= syms; ++sym) {
+        for (int str = 0; str < 2; ++str) {
+          const std::string what = "byte " + std::to_string(at) + " = " + std::to_string(byte) +
+                                   ", symbol " + std::to_string(sym) + (str ? " str" : " raw");
+          int count = 0, got = 0, dim = 0, type = 0, map = 0;
+          ASSERT_EQ(D__zabSymbolInfo(h_, sym, msg.p(), &dim, &type), 1);
+          ASSERT_EQ((str ? C__zabDataReadStrStart : C__zabDataReadRawStart)(h_, sym, &count), 1);
+          while (str ? D__zabDataReadStr(h_, keys.data(), v, &f)
+                     : C__zabDataReadRaw(h_, k, v, &f)) {
+            ++got;
+            for (int i = 0; i < dim; ++i) {
+              if (str) {
+                int nr = 0;
+                ASSERT_EQ(D__zabUMFindUEL(h_, keys.data() + 256 * i, &nr, &map), 1) << what;
+              } else {
+                ASSERT_TRUE(k[i] >= 1 && k[i] <= uels) << what;
+              }
+            }
+            if (type == ZAB_TYPE_SET || type == ZAB_TYPE_ALIAS) {
+              ASSERT_TRUE(v[0] == 0 ||
+                          D__zabGetElemText(h_, static_cast<int>(v[0]), uel.p(), &map) == 1)
+                  << what;
+            }
+          }
+          ASSERT_LE(got, count) << what;
+          const int e = C__zabGetLastError(h_);
+          ASSERT_EQ(e, got < count ? 123 : 0) << what;
+          if (e == 0) continue;
+          anyEnded = true;
+          ASSERT_EQ(D__zabErrorStr(h_, e, msg.p()), 1);
+          ASSERT_NE(msg.str().find("t.zab changed while it was open: record "), std::string::npos)
+              << what << ": " << msg.str();
+        }
+      }
+      (anyEnded ? ended : whole)++;
+    }
+    ASSERT_EQ(pwrite(fd, &good[at], 1, static_cast<off_t>(at)), 1);
+  }
+  ::close(fd);
+  EXPECT_GT(ended, 0);
+  EXPECT_GT(whole, 0);
+}
+
+TEST_F(CApi, RewrittenRecordIsNamedInTheMessage) {
+  // cap's 9-byte block follows Region's 4 bytes: record 1 is 350 (tag 7,
+  // varint 700 in two bytes), record 2 EPS (tag 5), record 3 +INF (tag 8,
+  // four bytes).
+  const struct {
+    int at;
+    char byte;
+    int returned;  // records read before the read ends
+    const char* where;
+  } rows[] = {
+      // key mode 1: the next byte (8) becomes a key increase, label 9 of 3
+      {95, '\x15', 1, "record 2 of symbol 2 (cap) at offset 95"},
+      // record 1 a double: its payload takes the whole block, record 2 is missing
+      {92, '\x09', 0, "record 2 of symbol 2 (cap) at offset 101"},
+  };
+  const std::string path = dir_.file("t.zab");
+  const std::string good = zabtest::readFile(path);
+  ASSERT_EQ(good.substr(92, 9), std::string("\x07\xbc\x05\x05\x08\0\0\x80\x7f", 9));
+  for (const auto& row : rows) {
+    const int fd = ::open(path.c_str(), O_WRONLY);
+    ASSERT_EQ(pwrite(fd, &row.byte, 1, row.at), 1);
+    int count = 0, k[ZAB_MAXDIM], f = 0, got = 0;
+    double v[ZAB_VALUES];
+    ASSERT_EQ(C__zabDataReadRawStart(h_, 2, &count), 1);
+    while (C__zabDataReadRaw(h_, k, v, &f)) ++got;
+    EXPECT_EQ(got, row.returned) << row.where;
+    EXPECT_EQ(C__zabGetLastError(h_), 123);
+    SS msg;
+    ASSERT_EQ(D__zabErrorStr(h_, 123, msg.p()), 1);
+    EXPECT_EQ(msg.str(), path + " changed while it was open: " + row.where +
+                             " no longer reads as a valid record");
+    ASSERT_EQ(pwrite(fd, &good[row.at], 1, row.at), 1);
+    ::close(fd);
+  }
+}
+
 TEST_F(CApi, CloseEndsAccess) {
   EXPECT_EQ(C__zabClose(h_), 1);
   int a, b;
@@ -524,6 +630,175 @@ TEST(CApiWrite, RecordsInAnyOrderDuplicatesAndAliases) {
   EXPECT_EQ(k[0], 2);
   EXPECT_EQ(v[0], 0);
   XFree(&h);
+}
+
+// Every failing call of every entry point sets its own error number (read
+// by zabGetLastError, counted by zabErrorCount, with a text from
+// zabErrorStr); lookups that find nothing answer 0 without an error.
+TEST(CApiErrors, EveryFailingCallSetsItsErrorNumber) {
+  enum State { kNoFile, kReading, kWriting, kInSymbol };
+  using Call = std::function<int(zabHandle_t)>;
+  static unsigned char keys[256 * ZAB_MAXDIM];
+  static double v[ZAB_VALUES];
+  static int k[ZAB_MAXDIM], n, m;
+  static SS s;
+  const double equal[ZAB_SPECIALS] = {1, 2, 3, 3, 5, 0, 0};
+  const double nan[ZAB_SPECIALS] = {1, NAN, 3, 4, 5, 0, 0};
+  const struct Row {
+    State state;
+    const char* what;
+    Call call;
+    int error;  // 0: a lookup that answers 0 without an error
+  } rows[] = {
+      {kNoFile, "Close", [](zabHandle_t h) { return C__zabClose(h); }, 201},
+      {kNoFile, "SystemInfo", [](zabHandle_t h) { return C__zabSystemInfo(h, &n, &m); }, 201},
+      {kNoFile, "SymbolInfo", [](zabHandle_t h) { return D__zabSymbolInfo(h, 1, s.p(), &n, &m); },
+       201},
+      {kNoFile, "SymbolInfoX", [](zabHandle_t h) { return D__zabSymbolInfoX(h, 1, &n, &m, s.p()); },
+       201},
+      {kNoFile, "FindSymbol", [](zabHandle_t h) { return D__zabFindSymbol(h, SS("p").p(), &n); },
+       201},
+      {kNoFile, "DataReadRawStart", [](zabHandle_t h) { return C__zabDataReadRawStart(h, 1, &n); },
+       201},
+      {kNoFile, "DataReadStrStart", [](zabHandle_t h) { return C__zabDataReadStrStart(h, 1, &n); },
+       201},
+      {kNoFile, "GetElemText", [](zabHandle_t h) { return D__zabGetElemText(h, 1, s.p(), &n); },
+       201},
+      {kNoFile, "UMUelGet", [](zabHandle_t h) { return D__zabUMUelGet(h, 1, s.p(), &n); }, 201},
+      {kNoFile, "UMFindUEL",
+       [](zabHandle_t h) { return D__zabUMFindUEL(h, SS("north").p(), &n, &m); }, 201},
+      {kNoFile, "UELRegisterStrStart", [](zabHandle_t h) { return C__zabUELRegisterStrStart(h); },
+       201},
+      {kNoFile, "UELRegisterStr",
+       [](zabHandle_t h) { return D__zabUELRegisterStr(h, SS("a").p(), &n); }, 201},
+      {kNoFile, "UELRegisterDone", [](zabHandle_t h) { return C__zabUELRegisterDone(h); }, 201},
+      {kNoFile, "AddSetText", [](zabHandle_t h) { return D__zabAddSetText(h, SS("t").p(), &n); },
+       201},
+      {kNoFile, "DataWriteStrStart",
+       [](zabHandle_t h) { return D__zabDataWriteStrStart(h, SS("p").p(), s.p(), 1, 1, 0); }, 201},
+      {kNoFile, "DataWriteRawStart",
+       [](zabHandle_t h) { return D__zabDataWriteRawStart(h, SS("p").p(), s.p(), 1, 1, 0); }, 201},
+      {kNoFile, "DataWriteStr", [](zabHandle_t h) { return D__zabDataWriteStr(h, keys, v); }, 205},
+      {kNoFile, "DataWriteRaw", [](zabHandle_t h) { return C__zabDataWriteRaw(h, k, v); }, 205},
+      {kNoFile, "DataWriteDone", [](zabHandle_t h) { return C__zabDataWriteDone(h); }, 205},
+      {kNoFile, "AddAlias",
+       [](zabHandle_t h) { return D__zabAddAlias(h, SS("s").p(), SS("t").p(), s.p()); }, 201},
+      {kNoFile, "OpenRead missing",
+       [](zabHandle_t h) { return D__zabOpenRead(h, SS("/nonexistent/x.zab").p(), &n); }, 101},
+      {kNoFile, "GetSpecialValues NULL",
+       [](zabHandle_t h) { return C__zabGetSpecialValues(h, nullptr); }, 207},
+      {kNoFile, "SetSpecialValues NULL",
+       [](zabHandle_t h) { return C__zabSetSpecialValues(h, nullptr); }, 207},
+      {kNoFile, "SetSpecialValues equal",
+       [&](zabHandle_t h) { return C__zabSetSpecialValues(h, equal); }, 207},
+      {kNoFile, "SetSpecialValues NaN",
+       [&](zabHandle_t h) { return C__zabSetSpecialValues(h, nan); }, 207},
+      {kReading, "SymbolInfo 0",
+       [](zabHandle_t h) { return D__zabSymbolInfo(h, 0, s.p(), &n, &m); }, 203},
+      {kReading, "SymbolInfoX 6",
+       [](zabHandle_t h) { return D__zabSymbolInfoX(h, 6, &n, &m, s.p()); }, 203},
+      {kReading, "DataReadRawStart 6",
+       [](zabHandle_t h) { return C__zabDataReadRawStart(h, 6, &n); }, 203},
+      {kReading, "DataReadStrStart -1",
+       [](zabHandle_t h) { return C__zabDataReadStrStart(h, -1, &n); }, 203},
+      {kReading, "DataReadRaw without start",
+       [](zabHandle_t h) { return C__zabDataReadRaw(h, k, v, &n); }, 204},
+      {kReading, "DataReadStr without start",
+       [](zabHandle_t h) { return D__zabDataReadStr(h, keys, v, &n); }, 204},
+      {kReading, "DataReadRaw NULL keys",
+       [](zabHandle_t h) {
+         C__zabDataReadRawStart(h, 2, &n);
+         return C__zabDataReadRaw(h, nullptr, v, &n);
+       },
+       207},
+      {kReading, "DataReadRaw NULL values",
+       [](zabHandle_t h) {
+         C__zabDataReadRawStart(h, 2, &n);
+         return C__zabDataReadRaw(h, k, nullptr, &n);
+       },
+       207},
+      {kReading, "DataReadStr NULL keys",
+       [](zabHandle_t h) {
+         C__zabDataReadStrStart(h, 2, &n);
+         return D__zabDataReadStr(h, nullptr, v, &n);
+       },
+       207},
+      {kReading, "DataReadStr NULL values",
+       [](zabHandle_t h) {
+         C__zabDataReadStrStart(h, 2, &n);
+         return D__zabDataReadStr(h, keys, nullptr, &n);
+       },
+       207},
+      {kReading, "OpenWrite", [](zabHandle_t h) { return D__zabOpenWrite(h, s.p(), s.p(), &n); },
+       202},
+      {kReading, "UELRegisterStr",
+       [](zabHandle_t h) { return D__zabUELRegisterStr(h, SS("a").p(), &n); }, 201},
+      {kReading, "AddAlias",
+       [](zabHandle_t h) { return D__zabAddAlias(h, SS("region").p(), SS("t").p(), s.p()); }, 201},
+      {kReading, "FindSymbol not found",
+       [](zabHandle_t h) { return D__zabFindSymbol(h, SS("nope").p(), &n); }, 0},
+      {kReading, "UMFindUEL not found",
+       [](zabHandle_t h) { return D__zabUMFindUEL(h, SS("west").p(), &n, &m); }, 0},
+      {kReading, "UMUelGet 4", [](zabHandle_t h) { return D__zabUMUelGet(h, 4, s.p(), &n); }, 0},
+      {kReading, "GetElemText 0", [](zabHandle_t h) { return D__zabGetElemText(h, 0, s.p(), &n); },
+       0},
+      {kWriting, "OpenRead", [](zabHandle_t h) { return D__zabOpenRead(h, s.p(), &n); }, 202},
+      {kWriting, "GetElemText", [](zabHandle_t h) { return D__zabGetElemText(h, 1, s.p(), &n); },
+       201},
+      {kWriting, "UELRegisterStr empty",
+       [](zabHandle_t h) { return D__zabUELRegisterStr(h, SS("").p(), &n); }, 304},
+      {kWriting, "DataWriteStrStart no name",
+       [](zabHandle_t h) { return D__zabDataWriteStrStart(h, SS("").p(), s.p(), 1, 1, 0); }, 307},
+      {kWriting, "DataWriteRawStart dim 21",
+       [](zabHandle_t h) { return D__zabDataWriteRawStart(h, SS("p").p(), s.p(), 21, 1, 0); }, 309},
+      {kWriting, "DataWriteStr without start",
+       [](zabHandle_t h) { return D__zabDataWriteStr(h, keys, v); }, 205},
+      {kWriting, "AddAlias of nothing",
+       [](zabHandle_t h) { return D__zabAddAlias(h, SS("nope").p(), SS("t").p(), s.p()); }, 315},
+      {kInSymbol, "DataWriteStr NULL values",
+       [](zabHandle_t h) { return D__zabDataWriteStr(h, keys, nullptr); }, 207},
+      {kInSymbol, "DataWriteStr NULL keys",
+       [](zabHandle_t h) { return D__zabDataWriteStr(h, nullptr, v); }, 207},
+      {kInSymbol, "DataWriteRaw NULL keys",
+       [](zabHandle_t h) { return C__zabDataWriteRaw(h, nullptr, v); }, 207},
+      {kInSymbol, "DataWriteRaw NULL values",
+       [](zabHandle_t h) { return C__zabDataWriteRaw(h, k, nullptr); }, 207},
+      {kInSymbol, "DataWriteRaw label 0",
+       [](zabHandle_t h) {
+         k[0] = 0;
+         return C__zabDataWriteRaw(h, k, v);
+       },
+       306},
+      {kInSymbol, "DataWriteStrStart again",
+       [](zabHandle_t h) { return D__zabDataWriteStrStart(h, SS("q").p(), s.p(), 1, 1, 0); }, 206},
+  };
+  ScratchDir dir;
+  zabtest::build(kSource, dir.file("t.zab"));
+  std::memcpy(keys, SS("north").b, 256);
+  for (const Row& row : rows) {
+    zabHandle_t h = nullptr;
+    XCreate(&h);
+    int err = 0;
+    if (row.state == kReading) {
+      ASSERT_EQ(D__zabOpenRead(h, SS(dir.file("t.zab")).p(), &err), 1);
+    } else if (row.state >= kWriting) {
+      ASSERT_EQ(D__zabOpenWrite(h, SS(dir.file("w.zab")).p(), s.p(), &err), 1);
+    }
+    if (row.state == kInSymbol) {
+      ASSERT_EQ(D__zabDataWriteStrStart(h, SS("p").p(), s.p(), 1, 1, 0), 1);
+    }
+    const int before = C__zabErrorCount(h);
+    EXPECT_EQ(row.call(h), 0) << row.what;
+    EXPECT_EQ(C__zabGetLastError(h), row.error) << row.what;
+    EXPECT_EQ(C__zabErrorCount(h), before + (row.error != 0)) << row.what;
+    if (row.error != 0) {
+      SS msg;
+      D__zabErrorStr(h, row.error, msg.p());
+      EXPECT_EQ(msg.str().find("unknown error"), std::string::npos) << row.what;
+      EXPECT_NE(msg.str(), "") << row.what;
+    }
+    XFree(&h);
+  }
 }
 
 TEST(CApiWrite, FreeWithoutCloseLeavesNoFile) {

@@ -269,7 +269,7 @@ TEST(Codec, FastAndGeneralChecksAgree) {
           std::vector<uint32_t> prev;
           double v[5];
           for (size_t r = 0; r < keys.size(); ++r) {
-            dec.next(v, kSpecials);
+            ASSERT_GE(dec.next(v, kSpecials), 1);
             std::vector<uint32_t> cur(dec.keys(), dec.keys() + dim);
             for (uint32_t x : cur) ASSERT_TRUE(x >= 1 && x <= labels);
             if (r) {
