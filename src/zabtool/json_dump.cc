@@ -232,6 +232,11 @@ bool dumpJson(const zablib::ZabReader& r, FILE* f, std::string& error) {
       }
       o.raw("}");
     }
+    // A file rewritten under the read ends it early: the JSON would lack records.
+    if (cur.lostFile()) {
+      error = cur.lostText();
+      return false;
+    }
     o.raw(first ? "]}" : "\n    ]}");
   }
   o.raw(r.symbolCount() ? "\n  ]\n}\n" : "]\n}\n");

@@ -224,7 +224,15 @@ TEST_F(Damage, RecordsRewrittenAfterTheOpenNeverBreakReads) {
       for (int v : values) {
         bytes[at] = static_cast<char>(v);
         const std::string what = name + " byte " + std::to_string(at) + " = " + std::to_string(v);
-        (readEverything(r, what, true) ? lost : intact)++;
+        const int symbolsLost = readEverything(r, what, true);
+        (symbolsLost ? lost : intact)++;
+        // dump fails exactly when a read ended early, and says why
+        std::string error;
+        FILE* null = std::fopen("/dev/null", "wb");
+        EXPECT_EQ(zabtool::dumpJson(r, null, error), symbolsLost == 0) << what;
+        std::fclose(null);
+        if (symbolsLost)
+          EXPECT_NE(error.find("changed while it was open"), std::string::npos) << what;
         if (HasFailure()) return;
       }
       bytes[at] = was;
