@@ -275,7 +275,8 @@ class Importer {
   }
 
   [[noreturn]] void fail(const std::string& what, std::string_view symbol = {}) const {
-    std::string s = source_ + (atEnd_ ? ", at the end" : ", line " + std::to_string(lineNo_));
+    std::string s =
+        source_ + (atEnd_ ? ", at the end of the file" : ", line " + std::to_string(lineNo_));
     if (!symbol.empty()) s += ", symbol " + std::string(symbol);
     throw Fault{s + ": " + what};
   }
@@ -575,24 +576,31 @@ class Importer {
     }
     std::vector<uint32_t> circle(walk.begin() + (seenAt[x] - 1), walk.end());
     std::reverse(circle.begin(), circle.end());  // forward: each label before the next
+    const size_t steps = circle.size();
+    auto lineOfStep = [&](size_t i) { return pairs_.lineOf(circle[i], circle[(i + 1) % steps]); };
+    size_t first = 0;  // told from the earliest line on
+    for (size_t i = 1; i < steps; ++i)
+      if (lineOfStep(i) < lineOfStep(first)) first = i;
+    std::rotate(circle.begin(), circle.begin() + static_cast<std::ptrdiff_t>(first), circle.end());
     std::string what =
         "no order of the labels keeps every symbol's records in the order of "
         "the file (records out of order, or a repeated one?):";
-    const size_t steps = circle.size();
     for (size_t i = 0; i < steps && i < 6; ++i) {
       const uint32_t a = circle[i], b = circle[(i + 1) % steps];
-      const uint64_t line = pairs_.lineOf(a, b);
-      what += std::string(i ? "," : "") + " line " + std::to_string(line) + " (" + symbolAt(line) +
-              ") puts " + csv::quoted(labels_[b - 1]) + " after " + csv::quoted(labels_[a - 1]);
+      const uint64_t line = lineOfStep(i);
+      what += std::string(i ? "," : "") + " line " + std::to_string(line) + " (symbol " +
+              std::string(symbolAt(line)) + ") puts " + csv::quoted(labels_[b - 1]) + " after " +
+              csv::quoted(labels_[a - 1]);
     }
     if (steps > 6) what += ", ...";
     throw Fault{source_ + ": " + what};
   }
 
-  std::string symbolAt(uint64_t line) const {
+  // Name of the symbol that a line belongs to.
+  std::string_view symbolAt(uint64_t line) const {
     auto it = std::upper_bound(symbols_.begin(), symbols_.end(), line,
                                [](uint64_t l, const SymbolPlan& s) { return l < s.line; });
-    return it == symbols_.begin() ? "" : "symbol " + (it - 1)->name;
+    return it == symbols_.begin() ? std::string_view() : std::string_view((it - 1)->name);
   }
 
   // ---- element texts -----------------------------------------------------
@@ -623,7 +631,9 @@ class Importer {
     lineNo_ = texts_[maxText_].line;
     atEnd_ = false;
     fail("text number " + std::to_string(maxText_) + " leaves " + std::to_string(unused) +
-         " numbers without a text; at most " + std::to_string(kMaxUnusedTexts) + " may go unused");
+             " numbers without a text; at most " + std::to_string(kMaxUnusedTexts) +
+             " may go unused",
+         symbolAt(lineNo_));
   }
 
   // Texts 1..maxText in their numbers; a number that no record shows gets a
