@@ -208,7 +208,7 @@ bool splitDataLine(std::string_view line, int indexFields, DumpLine& out, std::s
 
 ValueText parseValue(std::string_view text, double& v) {
   static const struct {
-    const char* text;
+    std::string_view text;
     double value;
   } kNamed[] = {{"8888888888", 1e300},
                 {"9999999999", 2e300},
