@@ -287,6 +287,7 @@ class Importer {
   }
 
   void dataLine(std::string_view text) {
+    if (text.empty()) fail("an empty line (a symbol dump has none)", currentName());
     csv::DumpLine& l = line_;
     std::string what;
     int suffix = -1;

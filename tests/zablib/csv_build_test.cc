@@ -122,6 +122,8 @@ std::vector<CsvCase> cases() {
       {"TextNumbersFarApart", kHeader + ln("s", "\"a\",,1,\"t\"") + ln("s", "\"b\",,2000000,\"u\""),
        "m.csv, line 3, symbol s: text number 2000000 leaves 1999998 numbers without a text; at "
        "most 1000000 may go unused"},
+      {"EmptyLine", kHeader + ln("p", "\"a\",,1") + "\n",
+       "m.csv, line 3, symbol p: an empty line (a symbol dump has none)"},
       {"LineTooLong", kHeader + ln("p", "\"a\",,1" + std::string(70000, '0')),
        "m.csv, line 2: longer than 65536 bytes"},
   };
