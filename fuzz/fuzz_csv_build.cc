@@ -14,11 +14,22 @@
 
 namespace {
 
+std::string gDir;
+
+void removeScratch() {
+  ::unlink((gDir + "/in.csv").c_str());
+  ::unlink((gDir + "/out.zab").c_str());
+  ::rmdir(gDir.c_str());
+}
+
+// A directory of its own for the run, removed when the fuzzer exits.
 std::string scratchDir() {
   char tmpl[] = "/tmp/fuzz_csv_XXXXXX";
   const char* d = mkdtemp(tmpl);
   if (!d) __builtin_trap();
-  return d;
+  gDir = d;
+  std::atexit(removeScratch);
+  return gDir;
 }
 
 }  // namespace
