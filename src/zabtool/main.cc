@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "zablib/zab_reader.h"
+#include "zabtool/csv_build.h"
 #include "zabtool/gen.h"
 #include "zabtool/info.h"
 #include "zabtool/json_build.h"
@@ -141,7 +142,10 @@ int run(const std::vector<std::string>& args) {
   }
   std::string error;
   if (name == "build") {
-    if (!zabtool::buildFromJsonFile(operands[0], operands[1], error)) return failure(error);
+    const bool built = zabtool::isCsvSource(operands[0])
+                           ? zabtool::buildFromCsvFile(operands[0], operands[1], error)
+                           : zabtool::buildFromJsonFile(operands[0], operands[1], error);
+    if (!built) return failure(error);
     return 0;
   }
   if (name == "dump") {
