@@ -664,8 +664,9 @@ class StreamBuilder {
 
   std::string memberPath(const char* m) const { return tracker_.containerPath() + "." + m; }
 
-  void writerCall(bool ok, const std::string& path) {
-    if (!ok) fault(path, err_.text);
+  // A fault of the object being read, from the writer.
+  void objectWriterCall(bool ok) {
+    if (!ok) fault(tracker_.containerPath(), err_.text);
   }
   // A fault of the value being read, from the writer.
   void writerCall(bool ok) {
@@ -958,8 +959,7 @@ class StreamBuilder {
   // Starts the symbol being read in the writer.
   void startSymbol() {
     SymbolState& s = sym_;
-    writerCall(w_.startSymbol(s.name, s.text, s.dim, s.type, s.userInfo, err_),
-               tracker_.containerPath());
+    objectWriterCall(w_.startSymbol(s.name, s.text, s.dim, s.type, s.userInfo, err_));
     setDims_.push_back(s.type == 0 ? s.dim : -1);
     s.started = true;
     symbolRecords_ = 0;
@@ -998,7 +998,7 @@ class StreamBuilder {
     if (s.haveDim && s.dim != setDims_[target - 1])
       fault(memberPath("dim"), "the alias has the dimension of set \"" + s.of + "\", " +
                                    std::to_string(setDims_[target - 1]));
-    writerCall(w_.addAlias(s.of, s.name, s.text, s.userInfo, err_), tracker_.containerPath());
+    objectWriterCall(w_.addAlias(s.of, s.name, s.text, s.userInfo, err_));
     setDims_.push_back(-1);
   }
 
@@ -1024,7 +1024,7 @@ class StreamBuilder {
 
   void endRecord() {
     if (!haveKeys_) fault(memberPath("keys"), "required member missing");
-    writerCall(w_.addRecord(nrs_, values_, err_), tracker_.containerPath());
+    objectWriterCall(w_.addRecord(nrs_, values_, err_));
     ++symbolRecords_;
     ++records_;
   }
