@@ -224,8 +224,10 @@ class Tracker {
 
 // ---------------------------------------------------------------------------
 // A stretch of parser events kept for later: the value of a member that
-// cannot be taken in yet (see Builder). Compact: a code byte per event,
-// then 8 bytes for a number or a length and the bytes for a string.
+// cannot be taken in yet (see StreamBuilder). Compact: a code byte per
+// event; a member name of the JSON form as one more byte, other names and
+// strings with their length (7 bits a byte), integers in 7-bit groups,
+// other numbers in 8 bytes. Kept in blocks of 1 MiB, never moved.
 
 enum Ev : uint8_t {
   kEvNull,
@@ -236,52 +238,173 @@ enum Ev : uint8_t {
   kEvFloat,
   kEvString,
   kEvKey,
+  kEvMember,  // a key from kMemberNames
   kEvStartObject,
   kEvEndObject,
   kEvStartArray,
   kEvEndArray
 };
 
+const char* const kMemberNames[] = {"keys",  "value",    "level", "marginal", "lower",
+                                    "upper", "scale",    "text",  "name",     "type",
+                                    "dim",   "userinfo", "of",    "records"};
+
+struct Event {
+  Ev code;
+  Scalar value;  // a scalar's; a key's name in value.s
+};
+
 class Tape {
  public:
-  void clear() {
-    bytes_.clear();
-    bytes_.shrink_to_fit();
+  void clear() { blocks_.clear(); }
+  bool empty() const { return blocks_.empty(); }
+
+  void code(Ev e) {
+    char* p = room(1);
+    *p = static_cast<char>(e);
+    used(p + 1);
   }
-  bool empty() const { return bytes_.empty(); }
-  void code(Ev e) { bytes_.push_back(static_cast<char>(e)); }
   void scalar(const Scalar& v) {
+    if (v.kind == Kind::String) return text(kEvString, v.s);
+    char* p = room(11);
     switch (v.kind) {
       case Kind::Null:
-        return code(kEvNull);
       case Kind::False:
-        return code(kEvFalse);
       case Kind::True:
-        return code(kEvTrue);
+        *p++ = static_cast<char>(v.kind == Kind::Null   ? kEvNull
+                                 : v.kind == Kind::True ? kEvTrue
+                                                        : kEvFalse);
+        return used(p);
       case Kind::Int:
-        code(kEvInt);
-        return raw(&v.i, 8);
+        *p++ = static_cast<char>(kEvInt);
+        return used(varint(p, (static_cast<uint64_t>(v.i) << 1) ^ (v.i < 0 ? ~uint64_t{0} : 0)));
       case Kind::Uint:
-        code(kEvUint);
-        return raw(&v.u, 8);
+        *p++ = static_cast<char>(kEvUint);
+        return used(varint(p, v.u));
       case Kind::Float:
-        code(kEvFloat);
-        return raw(&v.d, 8);
+        *p++ = static_cast<char>(kEvFloat);
+        std::memcpy(p, &v.d, 8);
+        return used(p + 8);
       default:
         return text(kEvString, v.s);
     }
   }
-  void text(Ev e, std::string_view s) {
-    code(e);
-    const uint64_t n = s.size();
-    raw(&n, 8);
-    bytes_.append(s.data(), s.size());
+  void key(std::string_view k) {
+    for (size_t i = 0; i < std::size(kMemberNames); ++i) {
+      if (k == kMemberNames[i]) {
+        char* p = room(2);
+        p[0] = static_cast<char>(kEvMember);
+        p[1] = static_cast<char>(i);
+        return used(p + 2);
+      }
+    }
+    text(kEvKey, k);
   }
-  const std::string& bytes() const { return bytes_; }
+
+  // Reads the events back in order.
+  class Reader {
+   public:
+    explicit Reader(const Tape& t) : t_(t) {}
+    bool next(Event& e) {
+      while (block_ < t_.blocks_.size() && at_ == t_.blocks_[block_].size()) {
+        ++block_;
+        at_ = 0;
+      }
+      if (block_ == t_.blocks_.size()) return false;
+      const std::string& b = t_.blocks_[block_];
+      const char* p = b.data() + at_;
+      e.code = static_cast<Ev>(*p++);
+      e.value = Scalar();
+      switch (e.code) {
+        case kEvInt: {
+          const uint64_t z = readVarint(p);
+          e.value.kind = Kind::Int;
+          e.value.i = static_cast<int64_t>((z >> 1) ^ (~(z & 1) + 1));
+          break;
+        }
+        case kEvUint:
+          e.value.kind = Kind::Uint;
+          e.value.u = readVarint(p);
+          break;
+        case kEvFloat:
+          e.value.kind = Kind::Float;
+          std::memcpy(&e.value.d, p, 8);
+          p += 8;
+          break;
+        case kEvString:
+        case kEvKey: {
+          const size_t n = static_cast<size_t>(readVarint(p));
+          e.value.kind = Kind::String;
+          e.value.s = std::string_view(p, n);
+          p += n;
+          break;
+        }
+        case kEvMember:
+          e.code = kEvKey;
+          e.value.s = kMemberNames[static_cast<uint8_t>(*p++)];
+          break;
+        case kEvFalse:
+          e.value.kind = Kind::False;
+          break;
+        case kEvTrue:
+          e.value.kind = Kind::True;
+          break;
+        default:
+          break;
+      }
+      at_ = static_cast<size_t>(p - b.data());
+      return true;
+    }
+
+   private:
+    static uint64_t readVarint(const char*& p) {
+      uint64_t v = 0;
+      for (int shift = 0;; shift += 7) {
+        const uint8_t c = static_cast<uint8_t>(*p++);
+        v |= static_cast<uint64_t>(c & 0x7f) << shift;
+        if (!(c & 0x80)) return v;
+      }
+    }
+    const Tape& t_;
+    size_t block_ = 0, at_ = 0;
+  };
 
  private:
-  void raw(const void* p, size_t n) { bytes_.append(static_cast<const char*>(p), n); }
-  std::string bytes_;
+  static constexpr size_t kBlockSize = 1 << 20;
+
+  // Room for n bytes at the end of the last block (a new block if needed).
+  char* room(size_t n) {
+    if (blocks_.empty() || blocks_.back().capacity() - blocks_.back().size() < n) {
+      blocks_.emplace_back();
+      blocks_.back().reserve(std::max(kBlockSize, n));
+    }
+    std::string& b = blocks_.back();
+    const size_t at = b.size();
+    b.resize(at + n);  // within capacity: no move
+    return &b[at];
+  }
+  // The bytes up to p were written (the rest of the room is given back).
+  void used(const char* p) {
+    std::string& b = blocks_.back();
+    b.resize(static_cast<size_t>(p - b.data()));
+  }
+  static char* varint(char* p, uint64_t v) {
+    while (v >= 0x80) {
+      *p++ = static_cast<char>(v | 0x80);
+      v >>= 7;
+    }
+    *p++ = static_cast<char>(v);
+    return p;
+  }
+  void text(Ev e, std::string_view s) {
+    char* p = room(11 + s.size());
+    *p++ = static_cast<char>(e);
+    p = varint(p, s.size());
+    std::memcpy(p, s.data(), s.size());
+    used(p + s.size());
+  }
+
+  std::vector<std::string> blocks_;
 };
 
 // ---------------------------------------------------------------------------
@@ -354,7 +477,8 @@ class Source {
   // one byte past it (a line end too), which the block still holds.
   std::string placeOf(uint64_t offset) const {
     offset = std::max(offset, origin_);
-    const char* upTo = buf_ + std::min<uint64_t>(offset - origin_, static_cast<uint64_t>(end_ - buf_));
+    const char* upTo =
+        buf_ + std::min<uint64_t>(offset - origin_, static_cast<uint64_t>(end_ - buf_));
     uint64_t line = 1 + linesBefore_, lineStart = lineStartBefore_;
     for (const char* q = buf_; q < upTo; ++q) {
       if (*q == '\n') {
@@ -442,7 +566,9 @@ class StreamBuilder {
   uint64_t records() const { return records_; }
 
   // Parser events. A false return stops the parser.
-  bool null() { return guard([&] { scalarEvent(Scalar{Kind::Null}); }); }
+  bool null() {
+    return guard([&] { scalarEvent(Scalar{Kind::Null}); });
+  }
   bool boolean(bool b) {
     return guard([&] { scalarEvent(Scalar{b ? Kind::True : Kind::False}); });
   }
@@ -466,17 +592,27 @@ class StreamBuilder {
     v.s = s;
     return guard([&] { scalarEvent(v); });
   }
-  bool binary(binary_t&) { return guard([&] { scalarEvent(Scalar{Kind::Null}); }); }
-  bool start_object(size_t) { return guard([&] { startEvent(false); }); }
-  bool start_array(size_t) { return guard([&] { startEvent(true); }); }
-  bool end_object() { return guard([&] { endEvent(false); }); }
-  bool end_array() { return guard([&] { endEvent(true); }); }
+  bool binary(binary_t&) {
+    return guard([&] { scalarEvent(Scalar{Kind::Null}); });
+  }
+  bool start_object(size_t) {
+    return guard([&] { startEvent(false); });
+  }
+  bool start_array(size_t) {
+    return guard([&] { startEvent(true); });
+  }
+  bool end_object() {
+    return guard([&] { endEvent(false); });
+  }
+  bool end_array() {
+    return guard([&] { endEvent(true); });
+  }
   bool key(string_t& k) {
     if (!tracker_.firstTime(k)) {
       tracker_.setKey(k);
       // just after the name's closing quote
-      error_ = tracker_.valuePath() + ": duplicate member (" + source_.placeOf(source_.position()) +
-               ")";
+      error_ =
+          tracker_.valuePath() + ": duplicate member (" + source_.placeOf(source_.position()) + ")";
       return false;
     }
     return guard([&] { keyEvent(k); });
@@ -582,7 +718,7 @@ class StreamBuilder {
   void keyEvent(std::string_view k) {
     tracker_.setKey(k);
     if (rec_) {
-      rec_->text(kEvKey, k);
+      rec_->key(k);
     } else {
       member(k);
     }
@@ -599,63 +735,23 @@ class StreamBuilder {
   void replay(const Tape& t, std::string_view key, M m) {
     tracker_.setKey(key);
     member_[depth_] = m;
-    const std::string& b = t.bytes();
-    size_t i = 0;
-    auto eight = [&](void* to) {
-      std::memcpy(to, b.data() + i, 8);
-      i += 8;
-    };
-    while (i < b.size()) {
-      const Ev e = static_cast<Ev>(b[i++]);
-      Scalar v;
-      switch (e) {
-        case kEvNull:
-          scalarEvent(Scalar{Kind::Null});
+    Tape::Reader r(t);
+    Event e;
+    while (r.next(e)) {
+      switch (e.code) {
+        case kEvKey:
+          keyEvent(e.value.s);
           break;
-        case kEvFalse:
-          scalarEvent(Scalar{Kind::False});
-          break;
-        case kEvTrue:
-          scalarEvent(Scalar{Kind::True});
-          break;
-        case kEvInt:
-          v.kind = Kind::Int;
-          eight(&v.i);
-          scalarEvent(v);
-          break;
-        case kEvUint:
-          v.kind = Kind::Uint;
-          eight(&v.u);
-          scalarEvent(v);
-          break;
-        case kEvFloat:
-          v.kind = Kind::Float;
-          eight(&v.d);
-          scalarEvent(v);
-          break;
-        case kEvString:
-        case kEvKey: {
-          uint64_t n;
-          eight(&n);
-          const std::string_view s(b.data() + i, static_cast<size_t>(n));
-          i += static_cast<size_t>(n);
-          if (e == kEvKey) {
-            keyEvent(s);
-          } else {
-            v.kind = Kind::String;
-            v.s = s;
-            scalarEvent(v);
-          }
-          break;
-        }
         case kEvStartObject:
         case kEvStartArray:
-          startEvent(e == kEvStartArray);
+          startEvent(e.code == kEvStartArray);
           break;
         case kEvEndObject:
         case kEvEndArray:
-          endEvent(e == kEvEndArray);
+          endEvent(e.code == kEvEndArray);
           break;
+        default:
+          scalarEvent(e.value);
       }
     }
   }
@@ -1009,8 +1105,7 @@ class StreamBuilder {
     if (m == M::Keys) unexpected(v.kind);
     if (m == M::Text) {
       const std::string_view t = needString(v);
-      if (t.size() > zablib::kMaxTextLen)
-        fault(lengthFault("an element text", t.size(), 0, 255));
+      if (t.size() > zablib::kMaxTextLen) fault(lengthFault("an element text", t.size(), 0, 255));
       uint32_t nr = 0;
       if (!t.empty()) writerCall(w_.addText(t, nr, err_));
       values_[0] = nr;

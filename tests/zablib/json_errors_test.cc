@@ -291,10 +291,10 @@ TEST(JsonErrors, TruncatedTextNamesWhereItStopped) {
       {head + R"("records": [{"keys": ["a"], "value": 1}, {"keys": ["b)",
        "document: invalid JSON: parse error at line 1, column 137: ",
        "(in symbols[0].records[1].keys)"},
-      {head + R"("records": [{"keys": ["a"], "value":)", "document: invalid JSON: ",
-       "(in symbols[0].records[0].value)"},
-      {head + R"("records": [{"keys": ["a"]}, )", "document: invalid JSON: ",
-       "(in symbols[0].records)"},
+      {head + R"("records": [{"keys": ["a"], "value":)",
+       "document: invalid JSON: ", "(in symbols[0].records[0].value)"},
+      {head + R"("records": [{"keys": ["a"]}, )",
+       "document: invalid JSON: ", "(in symbols[0].records)"},
   };
   for (const auto& c : cases) {
     zabtest::ScratchDir dir;
@@ -311,14 +311,18 @@ TEST(JsonErrors, TruncatedTextNamesWhereItStopped) {
 TEST(JsonErrorsFile, TruncatedFileNamesLineAndPath) {
   zabtest::ScratchDir dir;
   std::string text = R"({"uels": [], "texts": [], "symbols": [)" + kSet + ",\n";
-  text += R"({"name": "p", "type": "parameter", "dim": 1, "records": [)" "\n";
+  text += R"({"name": "p", "type": "parameter", "dim": 1, "records": [)"
+          "\n";
   for (int i = 0; i < 20000; ++i)
-    text += R"({"keys": ["k)" + std::to_string(i) + R"("], "value": 0.5},)" "\n";
+    text += R"({"keys": ["k)" + std::to_string(i) +
+            R"("], "value": 0.5},)"
+            "\n";
   zabtest::writeFile(dir.file("cut.json"), text.substr(0, text.size() - 30));
   zabtest::writeFile(dir.file("o.zab"), "previous");
   std::string error;
   EXPECT_FALSE(zabtool::buildFromJsonFile(dir.file("cut.json"), dir.file("o.zab"), error));
-  EXPECT_EQ(error.rfind(dir.file("cut.json") + ": invalid JSON: parse error at line 20002, ", 0), 0u)
+  EXPECT_EQ(error.rfind(dir.file("cut.json") + ": invalid JSON: parse error at line 20002, ", 0),
+            0u)
       << error;
   EXPECT_NE(error.find("(in symbols[1].records[19999])"), std::string::npos) << error;
   EXPECT_EQ(zabtest::readFile(dir.file("o.zab")), "previous");
