@@ -8,6 +8,7 @@
 #include "zablib/format.h"
 #include "zablib/zab_writer.h"
 #include "zabtool/output.h"
+#include "zabtool/progress.h"
 
 namespace zabtool {
 namespace {
@@ -153,6 +154,7 @@ bool generate(const std::string& outPath, const GenOptions& o, uint64_t& written
       return false;
     }
   }
+  Progress progress;
   Rng rng(o.seed);
   std::vector<uint64_t> grid(static_cast<size_t>(d), 0);
   uint32_t keys[zablib::kMaxDim];
@@ -194,6 +196,9 @@ bool generate(const std::string& outPath, const GenOptions& o, uint64_t& written
           return false;
         }
         ++done;
+        if ((done & 0xffff) == 0 && progress.due())
+          progress.show("zabtool: writing " + outPath + ": " + std::to_string(written + done) +
+                        " records");
       }
       // Next grid point in key order.
       int k = d - 1;

@@ -200,6 +200,25 @@ std::vector<ErrorCase> cases() {
       {"MarginalBadName",
        one(R"({"name": "v", "type": "variable", "dim": 1, "records": [{"keys": ["a"], "marginal": "eps"}]})"),
        "symbols[0].records[0].marginal: \"eps\" is not a value"},
+      // Faults in parts that wait for later members.
+      {"FaultInSymbolsBeforeUels",
+       R"({"symbols": [)" + kSet +
+           R"(, {"name": "p", "type": "parameter", "dim": 2, "records": [{"keys": ["a"]}]}], "uels": []})",
+       "symbols[1].records[0].keys: expected 2 labels, got 1"},
+      {"DuplicateKeysInRecordsBeforeHeader",
+       one(R"({"records": [{"keys": ["a"]}, {"keys": ["A"]}], "name": "s", "type": "set", "dim": 1})"),
+       "symbols[0].records[1].keys: same keys as records[0] (letter case ignored)"},
+      {"RecordsBeforeAliasType",
+       one(kSet + R"(, {"records": [], "name": "a", "type": "alias", "of": "s"})"),
+       "symbols[1].records: unknown member (an alias has no records of its own)"},
+      {"OfBeforeSetType", one(R"({"of": "x", "name": "s", "type": "set", "dim": 1})"),
+       "symbols[0].of: unknown member (only an alias has \"of\")"},
+      {"DuplicateMemberInSymbolsBeforeUels",
+       R"({"symbols": [{"name": "p", "name": "q", "type": "set", "dim": 1}], "uels": []})",
+       "symbols[0].name: duplicate member (line 1, column 33)"},
+      {"OutOfRangeInRecordsBeforeHeader",
+       one(R"({"records": [{"keys": [], "value": 1e999}], "name": "p", "type": "parameter", "dim": 0})"),
+       "symbols[0].records[0].value: number out of range (line 1, column 53): 1e999"},
       {"FaultInLaterSymbol",
        one(kSet +
            R"(, {"name": "p", "type": "parameter", "dim": 1, "records": [{"keys": ["a"]}, {"keys": ["b"], "upper": 1}]})"),
@@ -258,6 +277,56 @@ TEST(JsonErrorsFile, ParseErrorNamesTheFileAndPlace) {
   EXPECT_FALSE(zabtool::buildFromJsonFile(dir.file("bad.json"), dir.file("o.zab"), error));
   EXPECT_EQ(error.rfind(dir.file("bad.json") + ": invalid JSON: ", 0), 0u) << error;
   EXPECT_NE(error.find("line 3"), std::string::npos) << error;
+  EXPECT_NE(error.find("(in symbols)"), std::string::npos) << error;
+}
+
+// A text cut short: the message also names where it stopped (the member
+// whose value was being read, or the innermost object or array).
+TEST(JsonErrors, TruncatedTextNamesWhereItStopped) {
+  const std::string head =
+      R"({"uels": [], "texts": [], "symbols": [{"name": "p", "type": "parameter", "dim": 1, )";
+  const struct {
+    std::string source, start, within;
+  } cases[] = {
+      {head + R"("records": [{"keys": ["a"], "value": 1}, {"keys": ["b)",
+       "document: invalid JSON: parse error at line 1, column 137: ",
+       "(in symbols[0].records[1].keys)"},
+      {head + R"("records": [{"keys": ["a"], "value":)",
+       "document: invalid JSON: ", "(in symbols[0].records[0].value)"},
+      {head + R"("records": [{"keys": ["a"]}, )",
+       "document: invalid JSON: ", "(in symbols[0].records)"},
+  };
+  for (const auto& c : cases) {
+    zabtest::ScratchDir dir;
+    std::string error;
+    EXPECT_FALSE(zabtool::buildFromJsonText(c.source, dir.file("out.zab"), error));
+    EXPECT_EQ(error.rfind(c.start, 0), 0u) << error;
+    EXPECT_NE(error.find(c.within), std::string::npos) << error;
+    EXPECT_EQ(dir.entryCount(), 0);
+  }
+}
+
+// A file cut short: the message names the file, the line and the member it
+// stopped in; nothing is written, an existing file keeps its content.
+TEST(JsonErrorsFile, TruncatedFileNamesLineAndPath) {
+  zabtest::ScratchDir dir;
+  std::string text = R"({"uels": [], "texts": [], "symbols": [)" + kSet + ",\n";
+  text += R"({"name": "p", "type": "parameter", "dim": 1, "records": [)"
+          "\n";
+  for (int i = 0; i < 20000; ++i)
+    text += R"({"keys": ["k)" + std::to_string(i) +
+            R"("], "value": 0.5},)"
+            "\n";
+  zabtest::writeFile(dir.file("cut.json"), text.substr(0, text.size() - 30));
+  zabtest::writeFile(dir.file("o.zab"), "previous");
+  std::string error;
+  EXPECT_FALSE(zabtool::buildFromJsonFile(dir.file("cut.json"), dir.file("o.zab"), error));
+  EXPECT_EQ(error.rfind(dir.file("cut.json") + ": invalid JSON: parse error at line 20002, ", 0),
+            0u)
+      << error;
+  EXPECT_NE(error.find("(in symbols[1].records[19999])"), std::string::npos) << error;
+  EXPECT_EQ(zabtest::readFile(dir.file("o.zab")), "previous");
+  EXPECT_EQ(dir.entryCount(), 2);
 }
 
 }  // namespace

@@ -330,3 +330,56 @@ TEST(JsonRoundTrip, StringsNeedingEscapesAndUtf8) {
 }
 
 }  // namespace
+
+namespace {
+
+// Members may come in any order, at every level: the file is the same as
+// from the usual order (uels, texts, symbols; a symbol's records last).
+// Parts that come early are kept until what numbers or starts them is read.
+TEST(JsonRoundTrip, MembersInAnyOrderGiveTheSameFile) {
+  const std::string uels = R"("uels": ["b", "a"])", texts = R"("texts": ["T2", "T1"])";
+  const std::string setRecs =
+      R"("records": [{"keys": ["c"], "text": "T1"}, {"keys": ["a"], "text": "T3"}])";
+  const std::string parRecs =
+      R"("records": [{"keys": ["a", "d"], "value": 1.5}, {"keys": ["b", "c"], "value": "EPS"}])";
+  const std::string varRecs =
+      R"("records": [{"keys": ["d"], "level": 2, "upper": 5}, {"keys": ["e"]}])";
+  const std::string inOrder = R"("symbols": [
+    {"name": "s", "type": "set", "dim": 1, "text": "st", "userinfo": 3, )" +
+                              setRecs + R"(},
+    {"name": "p", "type": "parameter", "dim": 2, "text": "", "userinfo": 0, )" +
+                              parRecs + R"(},
+    {"name": "v", "type": "variable", "dim": 1, "text": "vt", "userinfo": -2, )" +
+                              varRecs + R"(},
+    {"name": "al", "type": "alias", "of": "s", "text": "x"}])";
+  // Records first (records' own members reversed too), then the header.
+  const std::string recordsFirst = R"("symbols": [
+    {"records": [{"text": "T1", "keys": ["c"]}, {"text": "T3", "keys": ["a"]}],
+     "userinfo": 3, "text": "st", "dim": 1, "type": "set", "name": "s"},
+    {)" + parRecs + R"(, "name": "p", "dim": 2, "type": "parameter"},
+    {"name": "v", "type": "variable", "dim": 1, )" +
+                                   varRecs + R"(, "text": "vt", "userinfo": -2},
+    {"text": "x", "of": "s", "type": "alias", "name": "al"}])";
+  ScratchDir dir;
+  zabtest::build("{" + uels + ", " + texts + ", " + inOrder + "}", dir.file("want.zab"));
+  const std::string want = zabtest::readFile(dir.file("want.zab"));
+  const std::string variants[] = {
+      "{" + inOrder + ", " + texts + ", " + uels + "}",
+      "{" + uels + ", " + inOrder + ", " + texts + "}",
+      "{" + texts + ", " + inOrder + ", " + uels + "}",
+      "{" + uels + ", " + texts + ", " + recordsFirst + "}",
+      "{" + recordsFirst + ", " + uels + ", " + texts + "}",
+  };
+  for (const std::string& v : variants) {
+    zabtest::build(v, dir.file("got.zab"));
+    EXPECT_EQ(zabtest::readFile(dir.file("got.zab")), want) << v;
+  }
+  // What the file holds: uels and texts numbered first.
+  const json d = json::parse(zabtest::dumpFile(dir.file("want.zab")));
+  EXPECT_EQ(d["uels"], json::parse(R"(["b", "a", "c", "d", "e"])"));
+  EXPECT_EQ(d["texts"], json::parse(R"(["T2", "T1", "T3"])"));
+  EXPECT_EQ(d["symbols"][0]["userinfo"], 3);
+  EXPECT_EQ(d["symbols"][2]["text"], "vt");
+}
+
+}  // namespace

@@ -179,4 +179,37 @@ cmp -s "$work/g4.json" "$work/g5.json" || { echo "FAIL gen round trip"; fail=1; 
 "$tool" gen - --records 3000 --dim 2 --density 0.3 --labels 500 > "$work/g6.zab" 2>"$work/err"
 cmp -s "$work/g4.zab" "$work/g6.zab" || { echo "FAIL gen to standard output"; fail=1; }
 grep -q "^-: 3000 records written" "$work/err" || { echo "FAIL gen report to standard error"; cat "$work/err"; fail=1; }
+# Progress: a line on standard error rewritten with "\r" and wiped at the end
+# when standard error is a terminal (here under script(1)); nothing when it
+# is a file. ZABTOOL_PROGRESS_AFTER=0 shows it from the start.
+check gen-progress-file 0 env ZABTOOL_PROGRESS_AFTER=0 "$tool" gen "$work/pg.zab" --records 200000
+[[ -s "$work/err" ]] && { echo "FAIL gen wrote to a standard error that is a file:"; cat "$work/err"; fail=1; }
+check dump-progress 0 "$tool" dump "$work/pg.zab" "$work/pg.json"
+check build-progress-file 0 env ZABTOOL_PROGRESS_AFTER=0 "$tool" build "$work/pg.json" "$work/pg2.zab"
+[[ -s "$work/err" ]] && { echo "FAIL build wrote to a standard error that is a file:"; cat "$work/err"; fail=1; }
+if command -v script >/dev/null; then
+  for what in "gen $work/pg3.zab --records 200000|writing $work/pg3.zab: [0-9]+ records" \
+              "build $work/pg.json $work/pg4.zab|reading $work/pg.json: [0-9.]+ MiB of [0-9.]+ MiB \([0-9]+ %\), [0-9]+ records"; do
+    ZABTOOL_PROGRESS_AFTER=0 script -qec "$tool ${what%|*} 2>&1 >/dev/null" /dev/null > "$work/tty" < /dev/null
+    grep -qaE $'\rzabtool: '"${what#*|}" "$work/tty" || { echo "FAIL no progress line for ${what%% *}:"; od -c "$work/tty" | head; fail=1; }
+    # the last line shown is wiped: the output ends with spaces and "\r"
+    tr -d '\n' < "$work/tty" | grep -qaE $'\r +\r$' || { echo "FAIL progress of ${what%% *} not wiped"; od -c "$work/tty" | tail -3; fail=1; }
+  done
+fi
+[[ ! -e "$work/pg4.zab" ]] || cmp -s "$work/pg2.zab" "$work/pg4.zab" || { echo "FAIL build with progress gives another file"; fail=1; }
+
+# Memory: the records go to the writer as they are read; the document is not
+# held, only the writer's records of one symbol. Ten parameters of 100,000
+# records (about 64 MB of JSON) stay well below half the JSON's size (it took
+# 14 times that when the whole document was read first; a sanitizer build
+# peaks at about 18 MB here).
+if [[ -x /usr/bin/time ]]; then
+  "$tool" gen "$work/m.zab" --records 100000 --symbols 10 --specials 0.01 >/dev/null
+  "$tool" dump "$work/m.zab" "$work/m.json"
+  /usr/bin/time -f "%M" -o "$work/rss" "$tool" build "$work/m.json" "$work/m2.zab" || { echo "FAIL build of m.json"; fail=1; }
+  json_kib=$(( $(stat -c %s "$work/m.json") / 1024 ))
+  rss_kib=$(tail -n1 "$work/rss")
+  (( rss_kib * 2 < json_kib )) || { echo "FAIL build peak memory $rss_kib KiB for $json_kib KiB of JSON"; fail=1; }
+  rm -f "$work"/m.*
+fi
 exit $fail
