@@ -29,7 +29,9 @@ struct Command {
 
 const Command kCommands[] = {
     {"build", "build SOURCE.json OUT.zab     write a ZAB file from its JSON form\n",
-     "  SOURCE.json of -: standard input; OUT.zab of -: standard output\n", 2, 2},
+     "  SOURCE.json of -: standard input; OUT.zab of -: standard output\n"
+     "  SOURCE.csv (any case): the symbol dump CSV that zab2veda FILE.zab writes\n",
+     2, 2},
     {"dump", "dump FILE.zab [OUT.json]      print the JSON form (or write it to OUT.json)\n",
      "  OUT.json of -: standard output\n", 1, 2},
     {"info", "info FILE.zab                 list the symbols and counts\n", "", 1, 1},
