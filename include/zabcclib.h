@@ -39,6 +39,7 @@
  *   zabAddSetTextBulk 5 (3, 3, 64, 60, 61, 4)
  *   zabUMUelGetBulk 6 (3, 3, 3, 65, 3, 61, 4)
  *   zabGetElemTextBulk 6 (3, 3, 3, 65, 3, 61, 4)
+ *   zabAliasOf 2 (3, 3, 4)             zabAddAliasX 4 (3, 11, 11, 11, 3)
  * Any other name is refused with the reason "<name> is not provided by
  * libzabcclib64".
  *
@@ -255,6 +256,14 @@ ZAB_API int D__zabUMUelGetBulk(zabHandle_t pzab, int firstNr, int count, char* b
 /* The same for the element texts of a file open for reading. */
 ZAB_API int D__zabGetElemTextBulk(zabHandle_t pzab, int firstNr, int count, char* buffer,
                                   int bufferSize, int* lengths, int* got);
+
+/* The set that symbol symNr aliases: *setNr its number, 0 when symNr is not
+ * an alias. Fails with 201 or 203 as zabSymbolInfo does. */
+ZAB_API int C__zabAliasOf(zabHandle_t pzab, int symNr, int* setNr);
+/* zabAddAlias with the alias's user info. */
+ZAB_API int D__zabAddAliasX(zabHandle_t pzab, const unsigned char* setName,
+                            const unsigned char* aliasName, const unsigned char* text,
+                            int userInfo);
 
 #ifdef __cplusplus
 }

@@ -864,4 +864,27 @@ ZAB_API int D__zabGetElemTextBulk(zabHandle_t pzab, int firstNr, int count, char
   });
 }
 
+ZAB_API int C__zabAliasOf(zabHandle_t pzab, int symNr, int* setNr) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(setNr, 0);
+    if (!o || !needRead(o) || !validSymbol(o, symNr)) return 0;
+    put(setNr, static_cast<int>(o->reader.symbol(static_cast<uint32_t>(symNr)).aliasOf));
+    return 1;
+  });
+}
+
+ZAB_API int D__zabAddAliasX(zabHandle_t pzab, const unsigned char* setName,
+                            const unsigned char* aliasName, const unsigned char* text,
+                            int userInfo) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !needWrite(o)) return 0;
+    ZabError e;
+    if (!o->writer.addAlias(inStr(setName), inStr(aliasName), inStr(text), userInfo, e))
+      return o->fail(e);
+    return 1;
+  });
+}
+
 }  // extern "C"

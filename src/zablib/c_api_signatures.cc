@@ -46,6 +46,8 @@ const ApiSignature kSignatures[] = {
     {"zabAddSetTextBulk", 5, {3, 3, 64, 60, 61, 4}},
     {"zabUMUelGetBulk", 6, {3, 3, 3, 65, 3, 61, 4}},
     {"zabGetElemTextBulk", 6, {3, 3, 3, 65, 3, 61, 4}},
+    {"zabAliasOf", 2, {3, 3, 4}},
+    {"zabAddAliasX", 4, {3, 11, 11, 11, 3}},
 };
 
 std::string codeList(int nargs, const int* codes) {

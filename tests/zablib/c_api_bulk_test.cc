@@ -42,7 +42,7 @@ const char* kSource = R"({
       {"keys": ["b", "a"], "level": "Infinity", "marginal": 1e-300}]},
     {"name": "z", "type": "equation", "dim": 0, "records": [{"keys": [], "level": 4.25}]},
     {"name": "e", "type": "parameter", "dim": 2},
-    {"name": "ss", "type": "alias", "of": "s"}
+    {"name": "ss", "type": "alias", "of": "s", "text": "same", "userinfo": 9}
   ]
 })";
 
@@ -135,6 +135,18 @@ TEST_F(Bulk, ReadInPiecesMatchesRecordReads) {
       }
     }
   }
+}
+
+TEST_F(Bulk, AliasOf) {
+  const int want[] = {0, 0, 0, 0, 0, 1};  // only ss (6) is an alias, of s (1)
+  for (int sym = 1; sym <= 6; ++sym) {
+    int set = -1;
+    ASSERT_EQ(C__zabAliasOf(h_, sym, &set), 1);
+    EXPECT_EQ(set, want[sym - 1]) << sym;
+  }
+  int set = -1;
+  EXPECT_EQ(C__zabAliasOf(h_, 7, &set), 0);
+  EXPECT_EQ(C__zabGetLastError(h_), 203);
 }
 
 // A bulk read and single reads take turns on one read.
@@ -245,7 +257,7 @@ TEST(BulkWrite, GivesTheSameFileAsJson) {
   ASSERT_EQ(D__zabDataWriteRawStart(h, SS("e").p(), SS("").p(), 2, ZAB_TYPE_PARAMETER, 0), 1);
   ASSERT_EQ(C__zabDataWriteRawBulk(h, 0, ZAB_COLUMN_MAJOR, 0, nullptr, nullptr, 1, &done), 1);
   ASSERT_EQ(C__zabDataWriteDone(h), 1);
-  ASSERT_EQ(D__zabAddAlias(h, SS("s").p(), SS("ss").p(), SS("").p()), 1);
+  ASSERT_EQ(D__zabAddAliasX(h, SS("s").p(), SS("ss").p(), SS("same").p(), 9), 1);
   ASSERT_EQ(C__zabClose(h), 1);
   XFree(&h);
   EXPECT_EQ(zabtest::dumpFile(dir.file("bulk.zab")), zabtest::dumpFile(dir.file("json.zab")));
@@ -358,6 +370,8 @@ TEST(BulkCheck, Signatures) {
       {"zabAddSetTextBulk", {3, 3, 64, 60, 61, 4}},
       {"zabUMUelGetBulk", {3, 3, 3, 65, 3, 61, 4}},
       {"zabGetElemTextBulk", {3, 3, 3, 65, 3, 61, 4}},
+      {"zabAliasOf", {3, 3, 4}},
+      {"zabAddAliasX", {3, 11, 11, 11, 3}},
   };
   for (Sig& s : sigs) {
     SS msg;
