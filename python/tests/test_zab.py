@@ -245,3 +245,11 @@ def test_library_lookup(tmp_path):
     r = subprocess.run([sys.executable, "-c", "import zab; print(zab._lib.lib._name)"], env=env,
                        capture_output=True)
     assert r.returncode == 0, r.stderr
+
+
+def test_series_is_a_parameter(tmp_path):
+    s = pd.Series([1.0, 2.0], index=pd.MultiIndex.from_tuples([("a", "x"), ("b", "y")]))
+    zab.write(tmp_path / "s.zab", {"p": s})
+    p = zab.read(tmp_path / "s.zab")["p"]
+    assert p.attrs["type"] == "parameter" and p.attrs["dim"] == 2
+    assert p["value"].tolist() == [1.0, 2.0]

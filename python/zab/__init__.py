@@ -420,7 +420,7 @@ def _frame_of(name, obj, where):
     if isinstance(obj, pd.DataFrame):
         return obj, dict(obj.attrs)
     if isinstance(obj, pd.Series):
-        return obj.reset_index(), {}
+        return obj.rename("value").reset_index(), {}
     if isinstance(obj, dict) and ("records" in obj or obj.get("type") == "alias" or "of" in obj):
         attrs = {k: obj[k] for k in ("type", "text", "userinfo", "dim") if k in obj}
         if "of" in obj:
