@@ -19,7 +19,9 @@
  * 11 short string in, 12 short string out, 51 int32 key array in, 52 int32
  * key array out, 53 value array in, 54 value array out, 55 short-string key
  * array in, 56 short-string key array out, 57 special-value array in, 58
- * special-value array out. Read side as the converter binds it, e.g.
+ * special-value array out, 60 int32 array in, 61 int32 array out, 62 double
+ * array in, 63 double array out, 64 byte buffer in, 65 byte buffer out.
+ * Read side as the converter binds it, e.g.
  * zabOpenRead 2 (3, 11, 4), zabDataReadRaw 3 (3, 52, 54, 4). Other entries:
  *   zabSetSpecialValues 1 (3, 57)      zabDataReadDone 0 (3)
  *   zabGetLastError 0 (3)              zabErrorCount 0 (3)
@@ -30,6 +32,14 @@
  *   zabDataWriteRawStart 5 (3, 11, 11, 3, 3, 3)
  *   zabDataWriteStr 2 (3, 55, 53)      zabDataWriteRaw 2 (3, 51, 53)
  *   zabAddAlias 3 (3, 11, 11, 11)
+ * Bulk entries (below):
+ *   zabDataReadRawBulk 7 (3, 3, 3, 3, 61, 63, 3, 4)
+ *   zabDataWriteRawBulk 7 (3, 3, 3, 3, 60, 62, 3, 4)
+ *   zabUELRegisterBulk 5 (3, 3, 64, 60, 61, 4)
+ *   zabAddSetTextBulk 5 (3, 3, 64, 60, 61, 4)
+ *   zabUMUelGetBulk 6 (3, 3, 3, 65, 3, 61, 4)
+ *   zabGetElemTextBulk 6 (3, 3, 3, 65, 3, 61, 4)
+ *   zabAliasOf 2 (3, 3, 4)             zabAddAliasX 4 (3, 11, 11, 11, 3)
  * Any other name is refused with the reason "<name> is not provided by
  * libzabcclib64".
  *
@@ -76,6 +86,10 @@ extern "C" {
 #define ZAB_TYPE_VARIABLE 2
 #define ZAB_TYPE_EQUATION 3
 #define ZAB_TYPE_ALIAS 4
+
+/* Layouts of the record arrays of the bulk reads and writes. */
+#define ZAB_ROW_MAJOR 0
+#define ZAB_COLUMN_MAJOR 1
 
 /* Value fields of a record (0-based positions in a value array). */
 #define ZAB_VAL_LEVEL 0
@@ -172,6 +186,84 @@ ZAB_API int C__zabDataWriteDone(zabHandle_t pzab);
  * text. */
 ZAB_API int D__zabAddAlias(zabHandle_t pzab, const unsigned char* setName,
                            const unsigned char* aliasName, const unsigned char* text);
+
+/* ---- bulk reads and writes ---------------------------------------------
+ *
+ * Many records, labels or texts per call, for callers that hold them in
+ * arrays (one call per record costs as much as the record itself).
+ *
+ * Record arrays. A call handles up to `count` records; the record at
+ * position r (0-based, within the call) has `dim` label numbers and
+ * `valueCount` (0..ZAB_VALUES) values, the first valueCount fields of the
+ * value array (level, marginal, lower, upper, scale).
+ *   ZAB_ROW_MAJOR: key i of record r at keys[r * dim + i], value j at
+ *     values[r * valueCount + j]; `stride` must be 0.
+ *   ZAB_COLUMN_MAJOR: key i of record r at keys[i * stride + r], value j at
+ *     values[j * stride + r]; `stride` (>= count) is the distance between two
+ *     columns, 0 meaning count. A caller that fills columns of n records in
+ *     pieces passes stride n and pointers advanced by the records done.
+ * keys may be NULL for a scalar (dim 0) and values when valueCount is 0.
+ * A negative count, an unknown layout, a valueCount outside 0..5, a bad
+ * stride or a missing array fail with error 207 before any record.
+ *
+ * Label and text lists. `count` strings, back to back without length bytes
+ * or terminators in `data`, string i having lengths[i] bytes.
+ */
+
+/* Reads up to `count` records of the read started by zabDataReadRawStart
+ * (or zabDataReadStrStart), in stored order, into the caller's arrays
+ * (above). *got is the number of records stored: fewer than count only when
+ * the read reached its end; 0 once it is at its end. A next call goes on
+ * with the record after the last one stored, so a symbol can be read in
+ * pieces; zabDataReadRaw and this call may take turns. Returns 1, or 0 with
+ * an error: 204 when no read is in progress, 207 for bad arguments, 123
+ * when the file changed while it was read (the records stored before it,
+ * counted in *got, are valid; the read is over). */
+ZAB_API int C__zabDataReadRawBulk(zabHandle_t pzab, int count, int layout, int stride, int* keys,
+                                  double* values, int valueCount, int* got);
+/* Adds `count` records from the caller's arrays (above) to the symbol being
+ * written (any order; duplicates fail at zabDataWriteDone as usual). Value
+ * fields past valueCount take their defaults: level, marginal and lower 0,
+ * upper plus infinity, scale 1 (only the level counts for a set, a
+ * parameter or another symbol). On the first record that fails the call
+ * returns 0 with that record's error (306 label number, 314 set text
+ * number, ...; the text names the symbol and the record's number within the
+ * symbol) and *done is the number of records of this call added before it. */
+ZAB_API int C__zabDataWriteRawBulk(zabHandle_t pzab, int count, int layout, int stride,
+                                   const int* keys, const double* values, int valueCount,
+                                   int* done);
+/* Registers `count` labels (list above) in order, as zabUELRegisterStr does
+ * one by one; uelNrs (may be NULL) receives their numbers. On a label that
+ * fails (304: empty or longer than 255 bytes; 305) the call returns 0 with
+ * that error, the labels before it stay registered and *done counts them. */
+ZAB_API int D__zabUELRegisterBulk(zabHandle_t pzab, int count, const char* data, const int* lengths,
+                                  int* uelNrs, int* done);
+/* Adds `count` set element texts (list above) as zabAddSetText does one by
+ * one (an empty text is no text, number 0); textNrs (may be NULL) receives
+ * their numbers. Failures as for zabUELRegisterBulk (311, 312). */
+ZAB_API int D__zabAddSetTextBulk(zabHandle_t pzab, int count, const char* data, const int* lengths,
+                                 int* textNrs, int* done);
+/* Copies the labels numbered firstNr, firstNr + 1, ... (at most count, at
+ * most up to the last label) back to back into buffer, as many as fit in
+ * bufferSize bytes; lengths[i] receives the length of label firstNr + i and
+ * *got how many were copied (0 when firstNr is the label count + 1). A
+ * buffer of 255 bytes always takes at least one label. Works on a file open
+ * for reading or for writing. Fails with 207 for a firstNr outside 1..label
+ * count + 1, a negative count or bufferSize, a missing array, or a buffer
+ * too small for label firstNr; with 201 when no file is open. */
+ZAB_API int D__zabUMUelGetBulk(zabHandle_t pzab, int firstNr, int count, char* buffer,
+                               int bufferSize, int* lengths, int* got);
+/* The same for the element texts of a file open for reading. */
+ZAB_API int D__zabGetElemTextBulk(zabHandle_t pzab, int firstNr, int count, char* buffer,
+                                  int bufferSize, int* lengths, int* got);
+
+/* The set that symbol symNr aliases: *setNr its number, 0 when symNr is not
+ * an alias. Fails with 201 or 203 as zabSymbolInfo does. */
+ZAB_API int C__zabAliasOf(zabHandle_t pzab, int symNr, int* setNr);
+/* zabAddAlias with the alias's user info. */
+ZAB_API int D__zabAddAliasX(zabHandle_t pzab, const unsigned char* setName,
+                            const unsigned char* aliasName, const unsigned char* text,
+                            int userInfo);
 
 #ifdef __cplusplus
 }

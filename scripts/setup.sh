@@ -4,12 +4,12 @@
 # Costs nothing when everything is there already.
 set -euo pipefail
 need=(cmake make g++ clang libclang-rt-14-dev libgtest-dev libbenchmark-dev nlohmann-json3-dev
-      bc time)  # bc and GNU time: the benchmark scripts in bench/
+      bc time  # bc and GNU time: the benchmark scripts in bench/
+      python3 python3-numpy python3-pandas python3-pytest)  # the Python package zab and its tests
 missing=()
 for p in "${need[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
 done
-command -v python3 >/dev/null || missing+=(python3)
 [[ ${#missing[@]} -eq 0 ]] && exit 0
 if [[ $(id -u) -eq 0 ]]; then
   echo "Installing: ${missing[*]}"

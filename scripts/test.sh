@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds everything and runs every test (unit tests and golden whole runs).
+# Builds everything and runs every test (unit tests, golden whole runs and the
+# pytest suite of the Python package in python/tests, all through CTest).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh

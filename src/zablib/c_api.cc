@@ -1,6 +1,7 @@
 // The C ABI of libzabcclib64 (include/zabcclib.h): a thin layer that turns
 // short strings and out parameters into calls of ZabReader and ZabWriter.
 // Only the entry points of the header are visible outside the library.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -153,6 +154,121 @@ int guarded(zabHandle_t h, F&& body) noexcept {
     }
     return 0;
   }
+}
+
+// ---- bulk calls ---------------------------------------------------------
+
+// The shape of a bulk call's record arrays: where key i and value j of
+// record r are (see "bulk reads and writes" in zabcclib.h).
+struct BulkShape {
+  size_t keyRow = 0, keyCol = 0;  // key i of record r at r * keyRow + i * keyCol
+  size_t valRow = 0, valCol = 0;
+};
+
+// Checks a bulk call's arguments; false with error 207 when they are bad.
+bool bulkShape(ZabObject* o, int count, int layout, int stride, int dim, const void* keys,
+               const void* values, int valueCount, BulkShape& sh) {
+  if (count < 0)
+    return o->fail(zablib::kErrBadArgument,
+                   "record count " + std::to_string(count) + " is negative");
+  if (valueCount < 0 || valueCount > ZAB_VALUES)
+    return o->fail(zablib::kErrBadArgument,
+                   "value count " + std::to_string(valueCount) + " not in 0..5");
+  if (layout == ZAB_ROW_MAJOR) {
+    if (stride != 0)
+      return o->fail(zablib::kErrBadArgument, "stride " + std::to_string(stride) +
+                                                  " given for row-major arrays (must be 0)");
+    sh = {static_cast<size_t>(dim), 1, static_cast<size_t>(valueCount), 1};
+  } else if (layout == ZAB_COLUMN_MAJOR) {
+    if (stride == 0) stride = count;
+    if (stride < count)
+      return o->fail(zablib::kErrBadArgument, "stride " + std::to_string(stride) +
+                                                  " is less than the record count " +
+                                                  std::to_string(count));
+    sh = {1, static_cast<size_t>(stride), 1, static_cast<size_t>(stride)};
+  } else {
+    return o->fail(zablib::kErrBadArgument, "layout " + std::to_string(layout) +
+                                                " is neither row-major (0) nor column-major (1)");
+  }
+  if (count > 0 && dim > 0 && !given(o, keys, "key array")) return false;
+  if (count > 0 && valueCount > 0 && !given(o, values, "value array")) return false;
+  return true;
+}
+
+// Checks a list of `count` strings with their lengths.
+bool stringList(ZabObject* o, int count, const char* data, const int* lengths) {
+  if (count < 0)
+    return o->fail(zablib::kErrBadArgument, "count " + std::to_string(count) + " is negative");
+  if (count == 0) return true;
+  if (!given(o, lengths, "length array")) return false;
+  for (int i = 0; i < count; ++i) {
+    if (lengths[i] < 0)
+      return o->fail(zablib::kErrBadArgument,
+                     "length of string " + std::to_string(i + 1) + " is negative");
+    if (lengths[i] > 0 && !data) return given(o, data, "string data");
+  }
+  return true;
+}
+
+// Copies strings first..first+count-1 of a table of `total` (1-based, get(nr)
+// gives one) into buffer while they fit.
+template <typename Get>
+int copyStrings(ZabObject* o, uint32_t total, int first, int count, char* buffer, int bufferSize,
+                int* lengths, int* got, const char* what, Get get) {
+  if (first < 1 || static_cast<uint64_t>(first) > uint64_t{total} + 1)
+    return o->fail(zablib::kErrBadArgument, std::string("first ") + what + " number " +
+                                                std::to_string(first) + " not in 1.." +
+                                                std::to_string(uint64_t{total} + 1));
+  if (count < 0 || bufferSize < 0)
+    return o->fail(zablib::kErrBadArgument, std::string(count < 0 ? "count " : "buffer size ") +
+                                                std::to_string(count < 0 ? count : bufferSize) +
+                                                " is negative");
+  const uint32_t last = static_cast<uint32_t>(
+      std::min<uint64_t>(uint64_t{total}, static_cast<uint64_t>(first) + count - 1));
+  if (static_cast<uint32_t>(first) <= last &&
+      (!given(o, lengths, "length array") || !given(o, buffer, "buffer")))
+    return 0;
+  size_t used = 0;
+  int n = 0;
+  for (uint32_t nr = static_cast<uint32_t>(first); nr <= last; ++nr, ++n) {
+    std::string_view v = get(nr);
+    if (used + v.size() > static_cast<size_t>(bufferSize)) break;
+    std::memcpy(buffer + used, v.data(), v.size());
+    used += v.size();
+    lengths[n] = static_cast<int>(v.size());
+  }
+  if (n == 0 && static_cast<uint32_t>(first) <= last)
+    return o->fail(zablib::kErrBadArgument, "a buffer of " + std::to_string(bufferSize) +
+                                                " bytes cannot take " + what + " " +
+                                                std::to_string(first) + " (" +
+                                                std::to_string(get(first).size()) + " bytes)");
+  put(got, n);
+  return 1;
+}
+
+// Registers labels or adds texts from a list, one by one through `add`.
+template <typename Add>
+int addStrings(zabHandle_t pzab, int count, const char* data, const int* lengths, int* nrs,
+               int* done, const char* what, Add add) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(done, 0);
+    if (!o || !needWrite(o) || !stringList(o, count, data, lengths)) return 0;
+    ZabError e;
+    size_t at = 0;
+    for (int i = 0; i < count; ++i) {
+      uint32_t nr = 0;
+      if (!add(o, std::string_view(data + at, static_cast<size_t>(lengths[i])), nr, e)) {
+        put(done, i);
+        e.text = std::string(what) + " " + std::to_string(i + 1) + " of the list: " + e.text;
+        return o->fail(e);
+      }
+      at += static_cast<size_t>(lengths[i]);
+      if (nrs) nrs[i] = static_cast<int>(nr);
+    }
+    put(done, count);
+    return 1;
+  });
 }
 
 }  // namespace
@@ -634,6 +750,139 @@ ZAB_API int D__zabAddAlias(zabHandle_t pzab, const unsigned char* setName,
     if (!o || !needWrite(o)) return 0;
     ZabError e;
     if (!o->writer.addAlias(inStr(setName), inStr(aliasName), inStr(text), 0, e)) return o->fail(e);
+    return 1;
+  });
+}
+
+// ---- bulk reads and writes --------------------------------------------
+
+ZAB_API int C__zabDataReadRawBulk(zabHandle_t pzab, int count, int layout, int stride, int* keys,
+                                  double* values, int valueCount, int* got) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(got, 0);
+    if (!o) return 0;
+    if (!o->reading) return o->fail(zablib::kErrNoRead, "no record read in progress");
+    const uint32_t d = o->cursor.dim();
+    BulkShape sh;
+    if (!bulkShape(o, count, layout, stride, static_cast<int>(d), keys, values, valueCount, sh))
+      return 0;
+    const size_t nv = static_cast<size_t>(valueCount);
+    double v[ZAB_VALUES];
+    int n = 0;
+    for (; n < count; ++n) {
+      if (o->cursor.next(v, o->specials) == 0) break;
+      const uint32_t* k = o->cursor.keys();
+      const size_t r = static_cast<size_t>(n);
+      int* kp = keys + r * sh.keyRow;
+      for (uint32_t i = 0; i < d; ++i) kp[i * sh.keyCol] = static_cast<int>(k[i]);
+      double* vp = values + r * sh.valRow;
+      for (size_t j = 0; j < nv; ++j) vp[j * sh.valCol] = v[j];
+    }
+    put(got, n);
+    if (n < count && o->cursor.lostFile()) {
+      o->reading = false;
+      return o->fail(zablib::kErrFileChanged, o->cursor.lostText());
+    }
+    return 1;
+  });
+}
+
+ZAB_API int C__zabDataWriteRawBulk(zabHandle_t pzab, int count, int layout, int stride,
+                                   const int* keys, const double* values, int valueCount,
+                                   int* done) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(done, 0);
+    if (!o) return 0;
+    if (!o->writer.inSymbol()) return o->fail(zablib::kErrNoWrite, "no symbol write in progress");
+    const int d = o->writer.currentDim();
+    BulkShape sh;
+    if (!bulkShape(o, count, layout, stride, d, keys, values, valueCount, sh)) return 0;
+    // Fields the caller does not give keep their defaults.
+    double v[ZAB_VALUES] = {0.0, 0.0, 0.0, o->specials[2], 1.0};
+    uint32_t k[ZAB_MAXDIM];
+    const size_t nv = static_cast<size_t>(valueCount);
+    ZabError e;
+    for (int n = 0; n < count; ++n) {
+      const size_t r = static_cast<size_t>(n);
+      const int* kp = keys + r * sh.keyRow;
+      for (int i = 0; i < d; ++i)
+        k[i] = static_cast<uint32_t>(kp[static_cast<size_t>(i) * sh.keyCol]);
+      const double* vp = values + r * sh.valRow;
+      for (size_t j = 0; j < nv; ++j) v[j] = vp[j * sh.valCol];
+      if (!o->writer.addRecord(k, v, e)) {
+        put(done, n);
+        return o->fail(e);
+      }
+    }
+    put(done, count);
+    return 1;
+  });
+}
+
+ZAB_API int D__zabUELRegisterBulk(zabHandle_t pzab, int count, const char* data, const int* lengths,
+                                  int* uelNrs, int* done) {
+  return addStrings(pzab, count, data, lengths, uelNrs, done, "label",
+                    [](ZabObject* o, std::string_view s, uint32_t& nr, ZabError& e) {
+                      return o->writer.registerLabel(s, nr, e);
+                    });
+}
+
+ZAB_API int D__zabAddSetTextBulk(zabHandle_t pzab, int count, const char* data, const int* lengths,
+                                 int* textNrs, int* done) {
+  return addStrings(pzab, count, data, lengths, textNrs, done, "text",
+                    [](ZabObject* o, std::string_view s, uint32_t& nr, ZabError& e) {
+                      return o->writer.addText(s, nr, e);
+                    });
+}
+
+ZAB_API int D__zabUMUelGetBulk(zabHandle_t pzab, int firstNr, int count, char* buffer,
+                               int bufferSize, int* lengths, int* got) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(got, 0);
+    if (!o) return 0;
+    if (o->reader.isOpen())
+      return copyStrings(o, o->reader.labelCount(), firstNr, count, buffer, bufferSize, lengths,
+                         got, "label", [o](uint32_t nr) { return o->reader.label(nr); });
+    if (o->writer.isOpen())
+      return copyStrings(o, o->writer.labelCount(), firstNr, count, buffer, bufferSize, lengths,
+                         got, "label", [o](uint32_t nr) { return o->writer.label(nr); });
+    return noFile(o);
+  });
+}
+
+ZAB_API int D__zabGetElemTextBulk(zabHandle_t pzab, int firstNr, int count, char* buffer,
+                                  int bufferSize, int* lengths, int* got) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(got, 0);
+    if (!o || !needRead(o)) return 0;
+    return copyStrings(o, o->reader.textCount(), firstNr, count, buffer, bufferSize, lengths, got,
+                       "element text", [o](uint32_t nr) { return o->reader.text(nr); });
+  });
+}
+
+ZAB_API int C__zabAliasOf(zabHandle_t pzab, int symNr, int* setNr) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    put(setNr, 0);
+    if (!o || !needRead(o) || !validSymbol(o, symNr)) return 0;
+    put(setNr, static_cast<int>(o->reader.symbol(static_cast<uint32_t>(symNr)).aliasOf));
+    return 1;
+  });
+}
+
+ZAB_API int D__zabAddAliasX(zabHandle_t pzab, const unsigned char* setName,
+                            const unsigned char* aliasName, const unsigned char* text,
+                            int userInfo) {
+  return guarded(pzab, [&] {
+    ZabObject* o = obj(pzab);
+    if (!o || !needWrite(o)) return 0;
+    ZabError e;
+    if (!o->writer.addAlias(inStr(setName), inStr(aliasName), inStr(text), userInfo, e))
+      return o->fail(e);
     return 1;
   });
 }

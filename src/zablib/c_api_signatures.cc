@@ -39,6 +39,15 @@ const ApiSignature kSignatures[] = {
     {"zabDataWriteRaw", 2, {3, 51, 53}},
     {"zabDataWriteDone", 0, {3}},
     {"zabAddAlias", 3, {3, 11, 11, 11}},
+    // bulk entries
+    {"zabDataReadRawBulk", 7, {3, 3, 3, 3, 61, 63, 3, 4}},
+    {"zabDataWriteRawBulk", 7, {3, 3, 3, 3, 60, 62, 3, 4}},
+    {"zabUELRegisterBulk", 5, {3, 3, 64, 60, 61, 4}},
+    {"zabAddSetTextBulk", 5, {3, 3, 64, 60, 61, 4}},
+    {"zabUMUelGetBulk", 6, {3, 3, 3, 65, 3, 61, 4}},
+    {"zabGetElemTextBulk", 6, {3, 3, 3, 65, 3, 61, 4}},
+    {"zabAliasOf", 2, {3, 3, 4}},
+    {"zabAddAliasX", 4, {3, 11, 11, 11, 3}},
 };
 
 std::string codeList(int nargs, const int* codes) {

@@ -5,7 +5,9 @@
 // returned, 11 short string in, 12 short string out, 15 boolean, 23 int64
 // result, 51 int32 key array in, 52 int32 key array out, 53 value array in,
 // 54 value array out, 55 short-string key array in, 56 short-string key
-// array out, 57 special-value array in, 58 special-value array out.
+// array out, 57 special-value array in, 58 special-value array out, 60
+// int32 array in, 61 int32 array out, 62 double array in, 63 double array
+// out, 64 byte buffer in, 65 byte buffer out.
 #pragma once
 
 #include <string>
