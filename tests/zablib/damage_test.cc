@@ -231,8 +231,9 @@ TEST_F(Damage, RecordsRewrittenAfterTheOpenNeverBreakReads) {
         FILE* null = std::fopen("/dev/null", "wb");
         EXPECT_EQ(zabtool::dumpJson(r, null, error), symbolsLost == 0) << what;
         std::fclose(null);
-        if (symbolsLost)
+        if (symbolsLost) {
           EXPECT_NE(error.find("changed while it was open"), std::string::npos) << what;
+        }
         if (HasFailure()) return;
       }
       bytes[at] = was;
