@@ -5,6 +5,7 @@
 // duplicate an in-test stable sort finds) and against a digest of the file
 // the writer wrote before records were streamed.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <cmath>
@@ -281,6 +282,62 @@ TEST(WriterOrder, DuplicateReportedIsTheSmallestKey) {
     zablib::ZabReader r;
     ASSERT_TRUE(r.open(dir.file("d.zab"), err)) << err.text;
   }
+}
+
+}  // namespace
+
+namespace {
+
+// Bytes the program holds from malloc (small blocks and mapped ones).
+size_t heapBytes() {
+  struct mallinfo2 m = mallinfo2();
+  return m.uordblks + m.hblkhd;
+}
+
+// Heap growth while `count` records of a 3-dimensional parameter are added,
+// in key order or each row's keys backwards.
+size_t growthOf(size_t count, bool backwards) {
+  zabtest::ScratchDir dir;
+  zablib::ZabWriter w;
+  zablib::ZabError err;
+  EXPECT_TRUE(w.open(dir.file("m.zab"), "", err));
+  uint32_t nr;
+  for (int i = 1; i <= 128; ++i) w.registerLabel("m" + std::to_string(i), nr, err);
+  EXPECT_TRUE(w.startSymbol("p", "", 3, 1, 0, err));
+  const size_t before = heapBytes();
+  size_t peak = before;
+  double v[5] = {0.5, 0, 0, 0, 0};
+  for (size_t i = 0; i < count; ++i) {
+    uint32_t k[3] = {static_cast<uint32_t>(i >> 14) + 1, static_cast<uint32_t>(i >> 7 & 127) + 1,
+                     static_cast<uint32_t>(i & 127) + 1};
+    if (backwards) k[2] = 128 - (k[2] - 1);
+    v[0] = static_cast<double>(i) * 0.25;
+    EXPECT_TRUE(w.addRecord(k, v, err));
+    if ((i & 4095) == 0) peak = std::max(peak, heapBytes());
+  }
+  peak = std::max(peak, heapBytes());
+  EXPECT_TRUE(w.endSymbol(err)) << err.text;
+  EXPECT_TRUE(w.close(err)) << err.text;
+  return peak - before;
+}
+
+TEST(WriterMemory, InOrderConstantOtherwisePacked) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer's allocator does not report to mallinfo2";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+  GTEST_SKIP() << "the sanitizer's allocator does not report to mallinfo2";
+#endif
+#endif
+  const size_t n = (size_t(1) << 20) + 5000;  // just past a power of two
+  // In key order: nothing grows with the records.
+  EXPECT_LT(growthOf(n, false), size_t(1) << 20);
+  // Out of order: 12 bytes of keys, 8 of value, 2 of position per record,
+  // plus one chunk's sorting room.
+  const size_t packed = n * (12 + 8 + 2);
+  const size_t got = growthOf(n, true);
+  EXPECT_LT(got, packed + (size_t(4) << 20)) << got;
+  EXPECT_GT(got, packed - (size_t(1) << 20)) << got;
 }
 
 }  // namespace
