@@ -205,6 +205,18 @@ void ZabWriter::startEncoder() {
   const Symbol& s = symbols_.back();
   enc_.start(BlockShape{s.dim, s.type, labelCount(), textCount()}, specials_);
   std::memcpy(streamSpecials_, specials_, sizeof specials_);
+  zeroSpecial_ = false;
+  for (double x : specials_) zeroSpecial_ |= x == 0.0;
+}
+
+bool ZabWriter::zeroClash(const double* values) const {
+  for (uint32_t i = 0; i < nValues_; ++i) {
+    if (values[i] != 0.0) continue;
+    for (double x : streamSpecials_) {
+      if (x == 0.0) return std::signbit(x) != std::signbit(values[i]);
+    }
+  }
+  return false;
 }
 
 void ZabWriter::releaseKept() {
@@ -243,8 +255,9 @@ bool ZabWriter::addRecord(const uint32_t* keys, const double* values, ZabError& 
     values = one;
   }
   if (!keeping_) {
-    // Strictly ascending so far: straight into the block.
-    if (records_ == 0 || compareKey(keys, last_, d) > 0) {
+    // Strictly ascending so far: straight into the block. A zero stored as
+    // a special value of the other sign would not read back as itself.
+    if ((records_ == 0 || compareKey(keys, last_, d) > 0) && !(zeroSpecial_ && zeroClash(values))) {
       if (!encodeRecord(keys, values, err)) return false;
       std::memcpy(last_, keys, sizeof(uint32_t) * d);
       ++streamed_;

@@ -122,6 +122,7 @@ class ZabWriter {
   bool readBackStreamed(const uint32_t* below, ZabError& err);
   bool mergeKept(size_t tail, ZabError& err, uint64_t* dupFirst, uint64_t* dupSecond);
   void startEncoder();
+  bool zeroClash(const double* values) const;
   void releaseKept();
   bool rewindTo(uint64_t offset, ZabError& err);
   void failDuplicate(uint64_t a, uint64_t b, const uint32_t* key, ZabError& err, uint64_t* dupFirst,
@@ -152,6 +153,7 @@ class ZabWriter {
   uint32_t last_[kMaxDim] = {};  // keys of the last record streamed
   bool keeping_ = false;         // records are kept in chunks_
   double streamSpecials_[5];     // the specials the streamed records were encoded with
+  bool zeroSpecial_ = false;     // one of them is zero
   std::vector<Chunk> chunks_;
   std::unique_ptr<uint32_t[]> spareKeys_;  // a chunk's worth, for sorting
   std::unique_ptr<double[]> spareValues_;

@@ -31,10 +31,11 @@ struct Case {
   uint32_t labels;
   size_t count;  // distinct keys
   Order order;
-  double tailShare;  // kThenShuffled: share of records moved, shuffled, behind the others
-  size_t dups;       // extra records repeating a key
-  int specialsAt;    // records before the special values change (-1: never)
-  uint64_t digest;   // FNV-1a of the file the writer wrote before streaming
+  double tailShare;          // kThenShuffled: share of records moved, shuffled, behind the others
+  size_t dups;               // extra records repeating a key
+  int specialsAt;            // records before the special values change (-1: never)
+  uint64_t digest;           // FNV-1a of the file the writer wrote before streaming
+  bool zeroSpecial = false;  // the special values before the change hold a 0.0
 };
 
 struct Rec {
@@ -44,6 +45,7 @@ struct Rec {
 
 const double kDefault[5] = {1e300, 2e300, 3e300, 4e300, 5e300};
 const double kOther[5] = {-1, 7.5, 1e200, -1e200, 3};
+const double kZero[5] = {1e300, 2e300, 0.0, 4e300, 5e300};
 
 // A value of every kind the encoder tells apart.
 double valueOf(std::mt19937_64& rng) {
@@ -147,6 +149,7 @@ Outcome writeFile(const std::string& path, const Case& c, const std::vector<Rec>
   const double v1[5] = {2.5, 0, 0, 0, 0};
   EXPECT_TRUE(w.startSymbol("a", "", 1, 1, 0, err) && w.addRecord(&one, v1, err) &&
               w.endSymbol(err));
+  if (c.zeroSpecial) w.setSpecials(kZero);
   if (specialsFirst && c.specialsAt >= 0) w.setSpecials(kOther);
   if (withSymbol) {
     EXPECT_TRUE(w.startSymbol("s", "case", c.dim, c.type, 3, err)) << err.text;
@@ -181,6 +184,8 @@ const Case kCases[] = {
     {"specials_change", 2, 2, 400, 100000, kSorted, 0, 0, 50000, 0xc9099b0e1d9f48e3ull},
     {"specials_change_mixed", 1, 3, 50, 100000, kThenShuffled, 0.3, 0, 20000,
      0x8360222c8b5df75cull},
+    {"specials_zero_change", 2, 2, 300, 30000, kSorted, 0, 0, 15000, 0xd5c83c48cd73a23full, true},
+    {"specials_zero", 1, 2, 300, 30000, kThenShuffled, 0.1, 0, -1, 0x761dda0f2709c28eull, true},
 };
 
 void runCase(const Case& c, std::vector<uint64_t>* digests) {
