@@ -259,7 +259,7 @@ bool ZabWriter::addRecord(const uint32_t* keys, const double* values, ZabError& 
     // a special value of the other sign would not read back as itself.
     if ((records_ == 0 || compareKey(keys, last_, d) > 0) && !(zeroSpecial_ && zeroClash(values))) {
       if (!encodeRecord(keys, values, err)) return false;
-      std::memcpy(last_, keys, sizeof(uint32_t) * d);
+      if (d) std::memcpy(last_, keys, sizeof(uint32_t) * d);  // a scalar's keys may be null
       ++streamed_;
       ++records_;
       return true;
@@ -308,7 +308,7 @@ void ZabWriter::keepRecord(const uint32_t* keys, const double* values) {
   }
   Chunk& c = chunks_.back();
   const uint32_t d = symbols_.back().dim;
-  std::memcpy(c.keys.get() + size_t(c.count) * d, keys, sizeof(uint32_t) * d);
+  if (d) std::memcpy(c.keys.get() + size_t(c.count) * d, keys, sizeof(uint32_t) * d);
   std::memcpy(c.values.get() + size_t(c.count) * nValues_, values, sizeof(double) * nValues_);
   ++c.count;
 }
