@@ -6,6 +6,10 @@
 //                                      (default /tmp), then measure reading
 //                                      it in a fresh process
 //   bench_zablib --read FILE           only the reading figures for FILE
+//   bench_zablib --order ORDER N [dir] write N records of a dense 3-dim
+//                                      parameter in ORDER (sorted, reverse or
+//                                      scattered) through the C++ writer:
+//                                      time and peak resident memory
 //
 // Writing: records/s of zabtool gen's writer (generation included), and
 // bytes per record. Reading (through the C ABI of libzabcclib64, linked):
@@ -26,6 +30,7 @@
 #include <vector>
 
 #include "zabcclib.h"
+#include "zablib/zab_writer.h"
 #include "zabtool/gen.h"
 
 namespace {
@@ -159,10 +164,69 @@ int readFigures(const std::string& path) {
   return 0;
 }
 
+// Writes n records of a dense 3-dimensional parameter in the given order.
+// "scattered" visits the records at a stride coprime with n (no order array,
+// so the bench itself holds nothing per record).
+int orderFigures(const std::string& order, uint64_t n, const std::string& dir) {
+  uint64_t e = 1;
+  while (e * e * e < n) ++e;
+  uint64_t stride = 1;
+  if (order == "scattered") {
+    stride = n / 2 + 7919;
+    auto gcd = [](uint64_t a, uint64_t b) {
+      while (b) {
+        const uint64_t t = a % b;
+        a = b;
+        b = t;
+      }
+      return a;
+    };
+    while (gcd(stride, n) != 1) ++stride;
+  } else if (order != "sorted" && order != "reverse") {
+    std::fprintf(stderr, "order: sorted, reverse or scattered\n");
+    return 2;
+  }
+  const std::string path = dir + "/zablib_bench_order.zab";
+  zablib::ZabWriter w;
+  zablib::ZabError err;
+  bool ok = w.open(path, "bench", err);
+  uint32_t nr;
+  for (uint64_t i = 1; ok && i <= e; ++i) ok = w.registerLabel("l" + std::to_string(i), nr, err);
+  ok = ok && w.startSymbol("p", "", 3, 1, 0, err);
+  Best t;
+  t.run([&] {
+    uint64_t at = 0;
+    double v[5] = {0, 0, 0, 0, 0};
+    for (uint64_t i = 0; ok && i < n; ++i) {
+      const uint64_t r = order == "reverse" ? n - 1 - i : at;
+      if (order == "scattered") at = (at + stride) % n;
+      if (order == "sorted") at = i + 1;
+      const uint32_t k[3] = {static_cast<uint32_t>(r / (e * e) + 1),
+                             static_cast<uint32_t>(r / e % e + 1),
+                             static_cast<uint32_t>(r % e + 1)};
+      v[0] = static_cast<double>(r % 1000003) * 0.001;
+      ok = w.addRecord(k, v, err);
+    }
+    ok = ok && w.endSymbol(err) && w.close(err);
+  });
+  if (!ok) {
+    std::fprintf(stderr, "write failed: %s\n", err.text.c_str());
+    return 1;
+  }
+  std::printf(
+      "write %s, %llu records: wall %.3f s = %.2f M records/s; CPU %.3f s; peak RSS %ld kB\n",
+      order.c_str(), static_cast<unsigned long long>(n), t.wall,
+      static_cast<double>(n) / t.wall / 1e6, t.cpu, statusKb("VmHWM"));
+  std::remove(path.c_str());
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc >= 3 && std::strcmp(argv[1], "--read") == 0) return readFigures(argv[2]);
+  if (argc >= 4 && std::strcmp(argv[1], "--order") == 0)
+    return orderFigures(argv[2], std::strtoull(argv[3], nullptr, 10), argc >= 5 ? argv[4] : "/tmp");
   zabtool::GenOptions o;
   o.records = argc >= 2 ? std::strtoull(argv[1], nullptr, 10) : 10000000;
   const std::string dir = argc >= 3 ? argv[2] : "/tmp";

@@ -34,6 +34,11 @@ class RecordEncoder {
     for (int i = 0; i < 5; ++i) specials_[i] = specials[i];
     std::memset(prev_, 0, sizeof prev_);
   }
+  // Goes on after a record with these keys (the block's earlier records
+  // were encoded before).
+  void setPrevious(const uint32_t* keys) {
+    std::memcpy(prev_, keys, sizeof(uint32_t) * shape_.dim);
+  }
 
   // Encodes one record whose keys are greater than the previous record's.
   // `out` needs kMaxRecordBytes of room. Returns the end of the record.

@@ -11,10 +11,19 @@
 // texts (same bytes) share a number. Symbols are numbered in the order they
 // are started. A symbol's records may come in any order: endSymbol() sorts
 // them by key and fails on a duplicate key.
+//
+// Memory: records that come in strictly ascending key order are encoded and
+// written as they come, in constant memory. From the first record that is
+// not greater than the one before, records are kept packed (4 bytes per key
+// position, 8 per stored value, 2 per record) in pieces of kChunkRecords
+// records, each piece sorted when full; endSymbol() reads back the records
+// already written whose keys are not below the smallest kept key, merges
+// them with the pieces and writes the block on from there.
 #pragma once
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -78,6 +87,8 @@ class ZabWriter {
   void abandon();
 
  private:
+  static constexpr uint32_t kChunkRecords = 65536;
+
   struct Symbol {
     std::string name;
     std::string text;
@@ -90,13 +101,32 @@ class ZabWriter {
     uint32_t blockCrc = 0;
   };
 
+  // Records of a symbol kept in memory: up to kChunkRecords of them, keys
+  // and values packed; sorted by key once full (stable).
+  struct Chunk {
+    std::unique_ptr<uint32_t[]> keys;  // dim per record
+    std::unique_ptr<double[]> values;  // nValues_ per record
+    std::unique_ptr<uint16_t[]> from;  // after sorting: arrival place in the chunk
+    uint32_t count = 0;
+    uint64_t first = 0;  // arrival number of the chunk's first record
+  };
+
   void dropLastSymbol();
   bool checkNewName(std::string_view name, ZabError& err) const;
   bool writeBytes(const void* p, size_t n, ZabError& err);
   bool flushBlock(ZabError& err);
-  bool findDuplicate(const std::vector<uint32_t>* order, uint64_t* a, uint64_t* b) const;
-  bool sortedOrder(std::vector<uint32_t>& order) const;
-  int compareKeys(uint64_t a, uint64_t b) const;
+  bool encodeRecord(const uint32_t* keys, const double* values, ZabError& err);
+  void keepRecord(const uint32_t* keys, const double* values);
+  Chunk& newChunk(uint64_t first);
+  void sortChunk(Chunk& c);
+  bool readBackStreamed(const uint32_t* below, ZabError& err);
+  bool mergeKept(size_t tail, ZabError& err, uint64_t* dupFirst, uint64_t* dupSecond);
+  void startEncoder();
+  bool zeroClash(const double* values) const;
+  void releaseKept();
+  bool rewindTo(uint64_t offset, ZabError& err);
+  void failDuplicate(uint64_t a, uint64_t b, const uint32_t* key, ZabError& err, uint64_t* dupFirst,
+                     uint64_t* dupSecond);
 
   std::string path_;
   std::string tmpPath_;
@@ -116,9 +146,19 @@ class ZabWriter {
   // the symbol being written
   bool inSymbol_ = false;
   uint32_t nValues_ = 1;
-  std::vector<uint32_t> keys_;  // dim per record
-  std::vector<double> values_;  // nValues_ per record
   uint64_t records_ = 0;
+  RecordEncoder enc_;
+  uint64_t blockStart_ = 0;      // file offset of the symbol's block
+  uint64_t streamed_ = 0;        // records encoded as they came, before any kept one
+  uint32_t last_[kMaxDim] = {};  // keys of the last record streamed
+  bool keeping_ = false;         // records are kept in chunks_
+  double streamSpecials_[5];     // the specials the streamed records were encoded with
+  bool zeroSpecial_ = false;     // one of them is zero
+  std::vector<Chunk> chunks_;
+  std::unique_ptr<uint32_t[]> spareKeys_;  // a chunk's worth, for sorting
+  std::unique_ptr<double[]> spareValues_;
+  std::vector<std::pair<uint64_t, uint32_t>> sortTmp_;
+  std::vector<uint32_t> orderTmp_;
 
   // output buffer of the current block
   std::vector<uint8_t> buf_;
