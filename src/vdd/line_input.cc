@@ -1,4 +1,6 @@
 // Reading VDD lines and reporting errors with the line they belong to.
+#include <cerrno>
+
 #include "core/number_text.h"
 #include "core/text_case.h"
 #include "runtime/console.h"
@@ -8,24 +10,26 @@ namespace vdd {
 
 bool nextLine() {
   rt::ShortStr raw;
-  bool readFailed = false;
   for (;;) {
+    // Reading ended at a failed read; it was reported once.
+    if (def.rc != 0) return false;
     if (def.f.eof()) {
       // A file that fails on reading (a folder, a device error) ends like
-      // this too: report the failed read once rather than a silent end.
+      // this too: report the failed read rather than a silent end.
       def.rc = def.f.ioResult();
-      if (def.rc != 0 && !readFailed) {
+      if (def.rc != 0) {
         def.numLine += 1;
         reportError("Could not read line: " + core::intToStr(def.numLine));
       }
       return false;
     }
     def.numLine += 1;
-    readFailed = !def.f.readLine(raw);
-    if (readFailed) {
-      def.rc = def.f.ioResult();
+    if (!def.f.readLine(raw)) {
+      // eof() saw a byte, so this is a failed read, even one that a retry
+      // might get past: reading ends here all the same.
+      def.rc = def.f.ioResult() != 0 ? def.f.ioResult() : EIO;
       reportError("Could not read line: " + core::intToStr(def.numLine));
-      continue;
+      return false;
     }
     // Kept: the comment test looks at the line before trimming, so an
     // indented "*" is not a comment.

@@ -212,6 +212,10 @@ TEST(LoadVdd, FileThatCannotBeRead) {
   }
   EXPECT_EQ(out, (Lines{"*** Could not read line: 1", "*** Dummy for Attribute not found"}));
   EXPECT_EQ(def.numErr, 2);
+  // Reading ended at the failure: asking again neither reads nor reports.
+  out = vdd_test::captureLines([] { EXPECT_FALSE(vdd::nextLine()); });
+  EXPECT_EQ(out, Lines{});
+  EXPECT_EQ(def.numErr, 2);
 }
 
 TEST(LoadVdd, AttributeDimension) {
