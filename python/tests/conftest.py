@@ -4,6 +4,11 @@ import subprocess
 
 import pytest
 
+# Under a sanitizer build the library needs the sanitizer's runtime preloaded
+# into this interpreter (the test registration sets LD_PRELOAD); the programs
+# the tests start carry their own runtime and must not get a second one.
+os.environ.pop("LD_PRELOAD", None)
+
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BIN = os.path.join(ROOT, "build", "bin")
 
