@@ -120,7 +120,8 @@ void check(double x) {
   if (t[0] == '-') t.remove_prefix(1);
   double a = std::fabs(x);
   bool plain = a >= 1e-4 && a < 1e15;
-  if (plain == (t.find('E') != std::string_view::npos)) fail(x, s.view(), "plain versus scientific");
+  if (plain == (t.find('E') != std::string_view::npos))
+    fail(x, s.view(), "plain versus scientific");
   Decimal got = plain ? readPlain(x, t) : readScientific(x, t);
   Decimal want = reference(a);
   if (got.digits != want.digits || got.exponent != want.exponent) {

@@ -16,9 +16,16 @@ void outLn(std::string_view s) {
 
 void flushOut() { std::fflush(stdout); }
 
+#ifdef Z2V_HALT_HOOK
+void (*haltHook)(int exitCode) = nullptr;
+#endif
+
 void halt(int exitCode) {
   TextFile::flushAll();
   flushOut();
+#ifdef Z2V_HALT_HOOK
+  if (haltHook) haltHook(exitCode);
+#endif
   std::_Exit(exitCode);
 }
 
