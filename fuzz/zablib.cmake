@@ -14,3 +14,7 @@ set(zablib_fuzz_sources
   ${zablib_dir}/c_api_signatures.cc)
 z2v_fuzz_target(fuzz_zab_open ${CMAKE_CURRENT_LIST_DIR}/fuzz_zab_open.cc ${zablib_fuzz_sources})
 target_include_directories(fuzz_zab_open PRIVATE ${CMAKE_SOURCE_DIR}/tests/zablib)
+
+# fuzz_c_api: the C interface as a fuzzed sequence of calls on two objects,
+# the write side included (fuzz_c_api.cc lists the checks).
+z2v_fuzz_target(fuzz_c_api ${CMAKE_CURRENT_LIST_DIR}/fuzz_c_api.cc ${zablib_fuzz_sources})
