@@ -18,3 +18,11 @@ target_include_directories(fuzz_zab_open PRIVATE ${CMAKE_SOURCE_DIR}/tests/zabli
 # fuzz_c_api: the C interface as a fuzzed sequence of calls on two objects,
 # the write side included (fuzz_c_api.cc lists the checks).
 z2v_fuzz_target(fuzz_c_api ${CMAKE_CURRENT_LIST_DIR}/fuzz_c_api.cc ${zablib_fuzz_sources})
+
+# fuzz_zabtool_json: zabtool's JSON reader, checked by dump-then-build
+# equality; the JSON code and the library core are compiled in.
+find_package(nlohmann_json 3 REQUIRED)
+z2v_fuzz_target(fuzz_zabtool_json ${CMAKE_CURRENT_LIST_DIR}/fuzz_zabtool_json.cc
+  ${CMAKE_SOURCE_DIR}/src/zabtool/json_build.cc ${CMAKE_SOURCE_DIR}/src/zabtool/json_dump.cc
+  ${CMAKE_SOURCE_DIR}/src/zabtool/value_text.cc ${zablib_fuzz_sources})
+target_link_libraries(fuzz_zabtool_json PRIVATE nlohmann_json::nlohmann_json)
