@@ -1,7 +1,11 @@
 #!/usr/bin/env python3
 """Writes the seed call sequences of fuzz_c_api into the folder given.
 
-    python3 fuzz/make_c_api_seeds.py fuzz/corpus/fuzz_c_api
+    python3 fuzz/make_c_api_seeds.py fuzz/corpus/fuzz_c_api [fuzz/regress/fuzz_c_api]
+
+With a second folder, also the two misuse sequences (null pointers, a file
+rewritten in place under its reader) that the library did not survive when
+they were written; they are kept as reproducers, not as seeds.
 
 The byte layout is the one fuzz_c_api.cc reads: an operation byte
 ((op << 1) | object), then its arguments.
@@ -73,3 +77,16 @@ bad += op(28) + i(11) + op(28) + i(10) + op(29) + s("t")
 (out / "damage").write_bytes(
     write_file() + op(31) + bytes([0]) + bytes([0x41]) + i(100) + op(1, 1) + bytes([0])
     + op(26, 1) + op(0) + bytes([1, 0]) + op(0, 1) + bytes([0]))
+if len(sys.argv) < 3:
+    sys.exit(0)
+regress = pathlib.Path(sys.argv[2])
+regress.mkdir(parents=True, exist_ok=True)
+# bytes of the record area rewritten in place while object 1 reads the file
+(regress / "crash-rewrite-in-place-under-reader").write_bytes(
+    write_file() + op(1, 1) + bytes([0]) + op(8, 1) + i(2) + bytes([1])
+    + op(33, 1) + bytes([0xff] * 8) + bytes([7]) + i(3) + bytes([15]))
+# null pointers, on a writing object and on a null object
+nulls = op(2) + bytes([1]) + s("t") + op(19) + s("p") + s("") + bytes([2]) + i(1) + i(0)
+for k in range(24):
+    nulls += op(32) + bytes([1, k])
+(regress / "crash-null-write-value-array").write_bytes(nulls + op(32) + bytes([0, 10]))
