@@ -53,6 +53,10 @@ void atHalt(void (*fn)()) {
   g_haltHooks[g_haltHookCount++] = fn;
 }
 
+#ifdef Z2V_HALT_HOOK
+void (*haltHook)(int exitCode) = nullptr;
+#endif
+
 void halt(int exitCode) {
   if (!g_halting) {
     g_halting = true;
@@ -60,6 +64,12 @@ void halt(int exitCode) {
   }
   TextFile::flushAll();
   if (!finishOut() && exitCode == 0) exitCode = 1;
+#ifdef Z2V_HALT_HOOK
+  if (haltHook) {
+    g_halting = false;  // the next in-process run halts afresh
+    haltHook(exitCode);
+  }
+#endif
   std::_Exit(exitCode);
 }
 

@@ -28,6 +28,13 @@ void atHalt(void (*fn)());
 
 [[noreturn]] void halt(int exitCode);
 
+#ifdef Z2V_HALT_HOOK
+// Fuzz builds only (fuzz/in_process_run.h): a target that runs whole program
+// runs in its own process sets this hook; halt() calls it after flushing, and
+// the hook leaves by throwing, instead of ending the process.
+extern void (*haltHook)(int exitCode);
+#endif
+
 // An internal assertion that input can still reach: prints
 // "*** Internal error: " + what and ends the run with exit code 1.
 [[noreturn]] void internalError(std::string_view what);

@@ -24,6 +24,17 @@ int LineReader::open(std::string_view path) {
   return rc_;
 }
 
+int LineReader::openMemory(std::string_view text) {
+  close();
+  errno = 0;
+  // A stream over memory needs a buffer even for no bytes at all.
+  static char empty[1];
+  void* bytes = text.empty() ? empty : const_cast<char*>(text.data());
+  f_ = fmemopen(bytes, text.size(), "rb");
+  rc_ = f_ ? 0 : (errno ? errno : EIO);
+  return rc_;
+}
+
 bool LineReader::eof() {
   if (!f_) return true;
   int c = getc_unlocked(f_);

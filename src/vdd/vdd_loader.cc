@@ -94,15 +94,10 @@ const char* sectionHeader(Section section) {
   return "";
 }
 
-void loadVdd(std::string_view fileName) {
-  def.numErr = 0;
-  def.numLine = 0;
-  def.atrPos = 0;
-  def.numDimension = 0;
-  def.numDataEntry = 0;
-  def.numText = 0;
-  def.charTab = '\t';
-  def.rc = def.f.open(fileName);
+namespace {
+
+// The load itself, once def.f is opened (or failed to open with def.rc).
+void loadOpened(std::string_view fileName) {
   if (def.rc != 0) {
     reportError("Could not open file: " + rt::ShortStr(fileName));
     reportError("Msg: " + core::sysErrorMessage(def.rc));
@@ -123,6 +118,30 @@ void loadVdd(std::string_view fileName) {
   }
   def.f.close();
   if (def.atrPos == 0) reportError("Dummy for Attribute not found");
+}
+
+void resetLoadCounts() {
+  def.numErr = 0;
+  def.numLine = 0;
+  def.atrPos = 0;
+  def.numDimension = 0;
+  def.numDataEntry = 0;
+  def.numText = 0;
+  def.charTab = '\t';
+}
+
+}  // namespace
+
+void loadVdd(std::string_view fileName) {
+  resetLoadCounts();
+  def.rc = def.f.open(fileName);
+  loadOpened(fileName);
+}
+
+void loadVddText(std::string_view text) {
+  resetLoadCounts();
+  def.rc = def.f.openMemory(text);
+  loadOpened("(memory)");
 }
 
 }  // namespace vdd

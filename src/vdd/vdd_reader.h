@@ -17,7 +17,9 @@
 //   def.numErr; liner() is the " in line N: <line as read>" suffix.
 // loadVdd(file) reads the whole file, section by section; every problem is
 // reported and counted, loading goes on. It resets only the counts it owns,
-// so a second load needs resetDefinition() first.
+// so a second load needs resetDefinition() first. loadVddText(text) loads the
+// bytes of text as the file's contents, line by line through the same reader
+// (text must stay alive until it returns).
 #pragma once
 
 #include <string_view>
@@ -28,6 +30,7 @@
 namespace vdd {
 
 void loadVdd(std::string_view fileName);
+void loadVddText(std::string_view text);
 
 bool nextLine();
 bool getToken1(rt::ShortStr& buffer);

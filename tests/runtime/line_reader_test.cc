@@ -19,16 +19,24 @@ std::string writeTemp(const char* name, const std::string& contents) {
   return path;
 }
 
-std::vector<std::string> readLines(const std::string& contents) {
-  std::string path = writeTemp("lines", contents);
-  LineReader r;
-  EXPECT_EQ(r.open(path), 0);
+std::vector<std::string> readAll(LineReader& r) {
   std::vector<std::string> lines;
   ShortStr line;
   while (r.readLine(line)) lines.push_back(line.str());
   EXPECT_TRUE(r.eof());
   EXPECT_EQ(r.ioResult(), 0);
+  return lines;
+}
+
+// The lines of contents read from a file; read from memory they must be the same.
+std::vector<std::string> readLines(const std::string& contents) {
+  std::string path = writeTemp("lines", contents);
+  LineReader r;
+  EXPECT_EQ(r.open(path), 0);
+  std::vector<std::string> lines = readAll(r);
   std::remove(path.c_str());
+  EXPECT_EQ(r.openMemory(contents), 0);
+  EXPECT_EQ(readAll(r), lines) << "from memory";
   return lines;
 }
 

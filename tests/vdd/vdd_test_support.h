@@ -45,10 +45,18 @@ std::vector<std::string> captureLines(Fn fn) {
 }
 
 // Loads text as a VDD file into a reset definition; the printed lines.
+// Loaded from memory the same text must print the same and count alike.
 inline std::vector<std::string> loadText(const std::string& text) {
   vdd::resetDefinition();
+  std::vector<std::string> fromMemory = captureLines([&] { vdd::loadVddText(text); });
+  int32_t lines = vdd::def.numLine, errors = vdd::def.numErr;
+  vdd::resetDefinition();
   std::string path = writeFile("load.vdd", text);
-  return captureLines([&] { vdd::loadVdd(path); });
+  std::vector<std::string> fromFile = captureLines([&] { vdd::loadVdd(path); });
+  EXPECT_EQ(fromMemory, fromFile);
+  EXPECT_EQ(lines, vdd::def.numLine);
+  EXPECT_EQ(errors, vdd::def.numErr);
+  return fromFile;
 }
 
 // A cube used by most tests: Attribute is tab 1.
