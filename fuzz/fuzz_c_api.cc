@@ -33,6 +33,7 @@
 #include <string>
 #include <string_view>
 
+#include "work_dir.h"
 #include "zabcclib.h"
 
 namespace {
@@ -531,18 +532,10 @@ void step(Object* objs, Input& in) {
   if (kTrace) trace(op % 34, static_cast<int>(&o - objs), r, o.h ? C__zabErrorCount(o.h) : 0);
 }
 
-void removeWorkDir() {
-  std::string cmd = "rm -rf '" + workDir + "'";
-  if (std::system(cmd.c_str()) != 0) workDir.clear();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  const char* base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-  workDir = std::string(base) + "/z2v_capi_" + std::to_string(getpid());
-  mkdir(workDir.c_str(), 0700);
-  std::atexit(removeWorkDir);
+  workDir = fuzzdir::make("z2v_capi_");
   C__zabInitialize();
   return 0;
 }

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "work_dir.h"
 #include "zablib/zab_error.h"
 #include "zablib/zab_reader.h"
 #include "zabtool/json_build.h"
@@ -44,14 +45,10 @@ bool dump(std::string& text, std::string& error) {
   return ok;
 }
 
-void removeFile() { unlink(zabPath.c_str()); }
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  const char* base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-  zabPath = std::string(base) + "/z2v_json_" + std::to_string(getpid()) + ".zab";
-  std::atexit(removeFile);
+  zabPath = fuzzdir::make("z2v_json_") + "/built.zab";
   return 0;
 }
 
@@ -68,6 +65,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fail("building a dump fails", error + "\n" + first);
   if (!dump(second, error)) fail("the dump of a rebuilt dump fails", error);
   if (first != second) fail("dump, build, dump differs", first + "\n---\n" + second);
-  removeFile();
+  unlink(zabPath.c_str());
   return 0;
 }

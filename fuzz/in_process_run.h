@@ -8,13 +8,11 @@
 // variables, the definition, the writers' state and the ZAB object. The ZAB
 // library stays loaded for the next input.
 //
-// Files live in a private folder under /dev/shm (memory), removed at exit;
-// a run takes place in that folder.
+// Files live in a private folder under /dev/shm (memory, work_dir.h); a run
+// takes place in that folder.
 #pragma once
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,6 +29,7 @@
 #include "runtime/console.h"
 #include "vdd/definition.h"
 #include "veda/veda_state.h"
+#include "work_dir.h"
 #include "zab/zab_api.h"
 #include "zab_reseal.h"
 #include "zablib/format.h"
@@ -49,11 +48,6 @@ inline std::string& argv0() {
 inline std::string& workDir() {
   static std::string dir;
   return dir;
-}
-
-inline void removeWorkDir() {
-  std::string cmd = "rm -rf '" + workDir() + "'";
-  if (!workDir().empty() && std::system(cmd.c_str()) != 0) workDir().clear();
 }
 
 // A path in the work folder.
@@ -97,23 +91,7 @@ inline void init(int* argc, char*** argv) {
   const char* argv0 = *argc > 0 ? (*argv)[0] : "fuzz_target";
   int devNull = std::getenv("Z2V_FUZZ_STDOUT") ? -1 : open("/dev/null", O_WRONLY);
   if (devNull >= 0) dup2(devNull, 1);
-  const char* base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-  // The folders of earlier targets that crashed (their process is gone).
-  if (DIR* d = opendir(base)) {
-    while (dirent* e = readdir(d)) {
-      std::string_view n(e->d_name);
-      if (!n.starts_with("z2v_fuzz_")) continue;
-      pid_t pid = static_cast<pid_t>(std::atol(e->d_name + 9));
-      if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH) {
-        std::string cmd = "rm -rf '" + std::string(base) + "/" + std::string(n) + "'";
-        if (std::system(cmd.c_str()) != 0) continue;
-      }
-    }
-    closedir(d);
-  }
-  workDir() = std::string(base) + "/z2v_fuzz_" + std::to_string(getpid());
-  mkdir(workDir().c_str(), 0700);
-  std::atexit(removeWorkDir);
+  workDir() = fuzzdir::make("z2v_fuzz_");
   rt::haltHook = [](int exitCode) { throw RunEnded{exitCode}; };
   char* full = realpath(argv0, nullptr);  // runs take place elsewhere
   fuzzrun::argv0() = full ? full : argv0;
