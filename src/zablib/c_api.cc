@@ -475,7 +475,7 @@ ZAB_API int D__zabFindSymbol(zabHandle_t pzab, const unsigned char* name, int* s
   return guarded(pzab, [&] {
     ZabObject* o = obj(pzab);
     put(symNr, -1);
-    if (!o || !needRead(o)) return 0;
+    if (!o || !needRead(o) || !given(o, name, "symbol name")) return 0;
     uint32_t n = o->reader.findSymbol(inStr(name));
     if (n == 0) return 0;  // not found: an answer, not a failure
     put(symNr, static_cast<int>(n));
@@ -586,7 +586,7 @@ ZAB_API int D__zabUMFindUEL(zabHandle_t pzab, const unsigned char* uel, int* uel
     ZabObject* o = obj(pzab);
     put(uelNr, -1);
     put(userMap, -1);
-    if (!o) return 0;
+    if (!o || !given(o, uel, "label")) return 0;
     uint32_t n = 0;
     if (o->reader.isOpen()) {
       n = o->reader.findLabel(inStr(uel));
