@@ -728,14 +728,9 @@ bool buildFromCsvFile(const std::string& sourcePath, const std::string& outPath,
     return false;
   }
   StagedOutput out;
-  std::string writePath;
-  if (!out.begin(outPath, writePath, error)) return false;
   zablib::ZabWriter w;
+  if (!out.beginWriter(outPath, "zabtool", w, error)) return false;
   zablib::ZabError err;
-  if (!w.open(writePath, "zabtool", err)) {
-    error = err.text;
-    return false;
-  }
   try {
     LineReader in;
     if (!in.open(sourcePath, second, error)) {

@@ -131,14 +131,9 @@ bool generate(const std::string& outPath, const GenOptions& o, uint64_t& written
     return false;
   }
   StagedOutput out;
-  std::string writePath;
-  if (!out.begin(outPath, writePath, error)) return false;
   zablib::ZabWriter w;
+  if (!out.beginWriter(outPath, "zabtool gen", w, error)) return false;
   zablib::ZabError err;
-  if (!w.open(writePath, "zabtool gen", err)) {
-    error = err.text;
-    return false;
-  }
   uint32_t nr;
   std::string name;
   for (uint64_t i = 1; i <= labels; ++i) {

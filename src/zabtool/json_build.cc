@@ -1159,14 +1159,9 @@ class StreamBuilder {
 bool build(Source& source, const std::string& where, uint64_t total, const std::string& outPath,
            std::string& error) {
   StagedOutput out;
-  std::string writePath;
-  if (!out.begin(outPath, writePath, error)) return false;
   zablib::ZabWriter w;
+  if (!out.beginWriter(outPath, "zabtool", w, error)) return false;
   zablib::ZabError err;
-  if (!w.open(writePath, "zabtool", err)) {
-    error = err.text;
-    return false;
-  }
   StreamBuilder builder(w, source);
   struct Shown {
     Progress progress;

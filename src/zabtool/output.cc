@@ -138,6 +138,18 @@ StagedOutput::~StagedOutput() {
   ::rmdir(stageDir_.c_str());
 }
 
+bool StagedOutput::beginWriter(const std::string& path, const char* producer, zablib::ZabWriter& w,
+                               std::string& error) {
+  std::string writePath;
+  if (!begin(path, writePath, error)) return false;
+  zablib::ZabError err;
+  if (!w.open(writePath, producer, err)) {
+    error = err.text;
+    return false;
+  }
+  return true;
+}
+
 bool StagedOutput::begin(const std::string& path, std::string& writePath, std::string& error) {
   if (!resolveOutput(path, target_, error)) return false;
   if (!target_.special) {

@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <string>
 
+#include "zablib/zab_writer.h"
+
 namespace zabtool {
 
 // Start of the message for a failed write to standard output.
@@ -45,6 +47,9 @@ class StagedOutput {
 
   // Resolves `path`; `writePath` receives the file the writer should write.
   bool begin(const std::string& path, std::string& writePath, std::string& error);
+  // begin(), then opens `w` on the file to write, as `producer`.
+  bool beginWriter(const std::string& path, const char* producer, zablib::ZabWriter& w,
+                   std::string& error);
   // After the writer closed its file: copies it into a special target.
   bool finish(std::string& error);
   bool toStandardOutput() const { return target_.standardOutput; }
