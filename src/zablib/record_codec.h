@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include "zablib/format.h"
@@ -31,7 +32,12 @@ class RecordEncoder {
   void start(const BlockShape& shape, const double* specials) {
     shape_ = shape;
     five_ = hasFiveValues(shape.type);
-    for (int i = 0; i < 5; ++i) specials_[i] = specials[i];
+    // A set's level is an element-text number and never a special value:
+    // NaN, equal to nothing, keeps a text number 0 from being stored as a
+    // special value that happens to be 0 (which no reader takes as a text).
+    const bool set = shape.type == kTypeSet;
+    for (int i = 0; i < 5; ++i)
+      specials_[i] = set ? std::numeric_limits<double>::quiet_NaN() : specials[i];
     std::memset(prev_, 0, sizeof prev_);
   }
   // Goes on after a record with these keys (the block's earlier records
