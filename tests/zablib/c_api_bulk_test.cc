@@ -16,16 +16,7 @@ namespace {
 
 using zabtest::ScratchDir;
 
-struct SS {
-  unsigned char b[256] = {0};
-  SS() = default;
-  SS(const std::string& s) {  // NOLINT
-    b[0] = static_cast<unsigned char>(s.size());
-    std::memcpy(b + 1, s.data(), s.size());
-  }
-  std::string str() const { return std::string(reinterpret_cast<const char*>(b + 1), b[0]); }
-  unsigned char* p() { return b; }
-};
+using zabtest::SS;
 
 const char* kSource = R"({
   "uels": ["a", "b", "c"],

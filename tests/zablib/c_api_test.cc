@@ -22,17 +22,7 @@ namespace {
 
 using zabtest::ScratchDir;
 
-// A short string for the library.
-struct SS {
-  unsigned char b[256] = {0};
-  SS() = default;
-  SS(const std::string& s) {  // NOLINT
-    b[0] = static_cast<unsigned char>(s.size());
-    std::memcpy(b + 1, s.data(), s.size());
-  }
-  std::string str() const { return std::string(reinterpret_cast<const char*>(b + 1), b[0]); }
-  unsigned char* p() { return b; }
-};
+using zabtest::SS;
 
 std::string keyAt(const unsigned char* keys, int i) {
   const unsigned char* k = keys + 256 * i;

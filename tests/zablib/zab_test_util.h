@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -16,6 +17,18 @@
 #include "zabtool/json_dump.h"
 
 namespace zabtest {
+
+// A short string for the library: length byte, then the bytes.
+struct SS {
+  unsigned char b[256] = {0};
+  SS() = default;
+  SS(const std::string& s) {  // NOLINT
+    b[0] = static_cast<unsigned char>(s.size());
+    std::memcpy(b + 1, s.data(), s.size());
+  }
+  std::string str() const { return std::string(reinterpret_cast<const char*>(b + 1), b[0]); }
+  unsigned char* p() { return b; }
+};
 
 // A fresh directory per test, removed afterwards.
 class ScratchDir {
