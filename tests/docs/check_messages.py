@@ -6,21 +6,25 @@ nothing else.
 
 The messages are taken from the code: every call of a reporting function (the
 list below) in the converter's folders of src/, with the string literals in
-its arguments. A message built from pieces ("Dimension name " + tab + " not
-unique" + position) is listed in the page with placeholders for the variable
-parts; the check wants, for every call, one listed message that holds the
-call's literals in their order, and that starts with the first literal when
-the message starts with one (after the fixed start that some reporting
-functions add: "Internal error: ", "--- VEDA Cube: "). Where an expression
-stands between two literals of one argument, the listed message has one
-placeholder there ("<name>", or the word a caller passes), or the line position " in line <n>: <line>" for
-liner(); literals with nothing between them must be adjacent; and what
-follows the last literal of a message's only argument ends the listed message
-in the same way. The reasons that the
-library loader gives (texts assigned to its message, printed after "*** Msg: ")
-count as calls too. In the other direction, every listed message must be the
-message of some call, so that a message the code no longer prints does not
-stay in the page. --show prints what was extracted.
+its arguments; the reasons that the library loader gives (texts assigned to
+its message, printed after "*** Msg: ") count as calls too. A message built
+from pieces ("Dimension name " + tab + " not unique" + liner()) is listed in
+the page with placeholders for the variable parts. For every call, one
+listed message must match it:
+- it holds the call's literals in their order, starting with the first one
+  when the call's message starts with a literal (after the fixed start that
+  some reporting functions add: "Internal error: ", "--- VEDA Cube: ");
+- where an expression stands between two literals of one argument, or after
+  the last literal of the message, the listed message has a placeholder
+  ("<name>", or the word a caller passes), or " in line <n>: <line>" for
+  liner(); literals with nothing between them are adjacent; the message ends
+  where the call's message ends.
+In the other direction, every listed message must be the message of some
+call, so that a message the code no longer prints does not stay in the page.
+A function that hands a string parameter on to a reporting function must be
+one of the reporting functions or a known forwarder of names (lists below),
+so that a new wrapper can't hide its callers' messages. --show prints what
+was extracted.
 
 Listed messages are the first column of the page's tables, in one code span,
 with the "*** " that starts an error line.
@@ -35,7 +39,14 @@ FOLDERS = ["src/driver", "src/vdd", "src/veda", "src/zab", "src/runtime", "src/c
 SKIP = {"src/driver/usage.cc", "src/vdd/vdd_help.cc", "src/vdd/vdd_summary.cc"}
 REPORTERS = ["reportError", "report", "reportFileError", "failFile", "fail", "stop",
              "fileFailure", "libraryMessage", "internalError", "violated", "zabErrorHandling",
-             "countLine", "out", "outLn", "fputs"]
+             "countLine", "isOneDimensionalTab", "out", "outLn", "fputs"]
+# Functions that hand a string parameter on to a reporting function, but whose
+# callers pass names (of files, symbols, subsets, store operations), not
+# message texts. Any other such function fails the check until it is put in
+# one of the two lists, so that no message can hide behind a new wrapper.
+NAME_FORWARDERS = ["writeSummary", "addSubsetElements", "loadOpened", "createOrFail",
+                   "listItem", "appendInOrder", "checkRange", "checkNameIndex",
+                   "reportShortRead", "checkSuffix", "findTextTab", "checkChildren"]
 # The fixed start that a reporting function puts before its argument.
 PREFIX = {"internalError": "Internal error: ", "violated": "Internal error: TDimensionStore.",
           "countLine": "--- VEDA Cube: ", "msg =": "Msg: "}
@@ -89,6 +100,62 @@ def arguments(text, start):
         depth -= c == ")"
         i += 1
     return text[start:i - 1]
+
+
+DEFINITION = re.compile(r"^[\w:<>&*\s\[\]]*?\b(\w+)\s*\(([^()]*)\)\s*(?:const\s*)?\{", re.M)
+STRING_PARAM = re.compile(r"(?:(?:string_view|ShortStr|string)\b|char\s*\*).*?(\w+)\s*$")
+
+
+def skip_quoted(text, i):
+    """The index after the string or character literal that starts at i."""
+    if text[i] == '"':
+        return LITERAL.match(text, i).end()
+    j = i + 1
+    while text[j] != "'":
+        j += 2 if text[j] == "\\" else 1
+    return j + 1
+
+
+def body(text, start):
+    """The text from start to the brace that closes the block opened before it."""
+    depth, i = 1, start
+    while depth:
+        if text[i] in "\"'":
+            i = skip_quoted(text, i)
+            continue
+        depth += text[i] == "{"
+        depth -= text[i] == "}"
+        i += 1
+    return text[start:i - 1]
+
+
+def wrappers(root):
+    """Yields (place, name) of every function that passes one of its string
+    parameters to a reporting function."""
+    for rel, text in sources(root):
+        for m in DEFINITION.finditer(text):
+            params = [STRING_PARAM.search(p) for p in m.group(2).split(",")]
+            names = [p.group(1) for p in params if p]
+            if not names or m.group(1) in ("if", "for", "while", "switch"):
+                continue
+            code = body(text, m.end())
+            for call in CALL.finditer(code):
+                args = arguments(code, call.end())
+                if any(re.search(r"\b%s\b" % n, args) for n in names):
+                    yield "%s:%d" % (rel, text.count("\n", 0, m.start()) + 1), m.group(1)
+                    break
+
+
+def sources(root):
+    """(path relative to root, text without comments) of the scanned files."""
+    for folder in FOLDERS:
+        for dirpath, _, names in os.walk(os.path.join(root, folder)):
+            for n in sorted(names):
+                if not n.endswith(".cc"):
+                    continue
+                rel = os.path.relpath(os.path.join(dirpath, n), root)
+                if rel not in SKIP:
+                    yield rel, strip_comments(open(os.path.join(root, rel), encoding="utf-8").read())
 
 
 def statement(text, start):
@@ -148,30 +215,21 @@ def pattern(args, anchored, whole):
 
 def calls(root):
     """Yields (place, literals, starts_with_literal, prefix) per reporting call."""
-    for folder in FOLDERS:
-        for dirpath, _, names in os.walk(os.path.join(root, folder)):
-            for n in sorted(names):
-                if not n.endswith(".cc"):
-                    continue
-                path = os.path.join(dirpath, n)
-                rel = os.path.relpath(path, root)
-                if rel in SKIP:
-                    continue
-                text = strip_comments(open(path, encoding="utf-8").read())
-                found = [(m, arguments(text, m.end())) for m in CALL.finditer(text)]
-                if folder == "src/zab":
-                    found += [(m, statement(text, m.end())) for m in MSG_SET.finditer(text)]
-                for m, args in found:
-                    lits = [unescape(x) for x in LITERAL.findall(args)]
-                    if not any(re.search(r"[A-Za-z]", x) for x in lits):
-                        continue
-                    head = re.sub(r"^[\s(]*(?:(?:\w+::)*\w+\(\s*)*", "", args)
-                    line = text.count("\n", 0, m.start()) + 1
-                    # Console pieces may continue a line: not anchored.
-                    piece = m.group(1) in ("out", "outLn")
-                    anchored = head.startswith('"') and not piece
-                    yield ("%s:%d" % (rel, line), pattern(args, anchored, not piece), lits,
-                           PREFIX.get(m.group(1), ""))
+    for rel, text in sources(root):
+        found = [(m, arguments(text, m.end())) for m in CALL.finditer(text)]
+        if rel.startswith("src/zab/"):
+            found += [(m, statement(text, m.end())) for m in MSG_SET.finditer(text)]
+        for m, args in found:
+            lits = [unescape(x) for x in LITERAL.findall(args)]
+            if not any(re.search(r"[A-Za-z]", x) for x in lits):
+                continue
+            head = re.sub(r"^[\s(]*(?:(?:\w+::)*\w+\(\s*)*", "", args)
+            line = text.count("\n", 0, m.start()) + 1
+            # Console pieces may continue a line: not anchored.
+            piece = m.group(1) in ("out", "outLn")
+            anchored = head.startswith('"') and not piece
+            yield ("%s:%d" % (rel, line), pattern(args, anchored, not piece), lits,
+                   PREFIX.get(m.group(1), ""))
 
 
 def listed(page):
@@ -202,6 +260,16 @@ def main():
         raise SystemExit("only %d calls and %d listed messages found: is the extraction broken?"
                          % (len(found), len(entries)))
     errors = []
+    seen = set()
+    for place, name in wrappers(root):
+        seen.add(name)
+        if name not in REPORTERS and name not in NAME_FORWARDERS:
+            errors.append("%s: %s hands a string parameter to a reporting function: add it to"
+                          " REPORTERS (its callers pass message texts) or NAME_FORWARDERS" % (place, name))
+    for name in NAME_FORWARDERS:
+        if name not in seen:
+            errors.append("NAME_FORWARDERS: %s hands no string parameter to a reporting function"
+                          " (any more): take it off the list" % name)
     used = set()
     for place, regex, lits, prefix in found:
         hits = [n for n, e in entries if holds(e, regex, prefix)]
