@@ -81,7 +81,9 @@ def file_lines(path):
 
 
 def compare(where, shown, path, first, last):
-    actual, _ = file_lines(path)
+    actual, complete = file_lines(path)
+    if first is None and not complete:
+        fail(where, "%s does not end with a line end" % path)
     if first is not None:
         a, b = int(first), int(last)
         if not 1 <= a <= b <= len(actual):
