@@ -28,9 +28,11 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The zab2veda authors <zab2veda@example.org>
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# The shlibs file and the ldconfig trigger of the library.
+# The shlibs file of the library, and the ldconfig trigger that updates the
+# loader cache (CPack also calls ldconfig from postinst and postrm).
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/cmake/debian/triggers)
 # The Python package zab is optional: pandas is needed only by it.
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3, python3-numpy, python3-pandas")
 
