@@ -32,13 +32,18 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # loader cache (CPack also calls ldconfig from postinst and postrm).
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
-set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/cmake/debian/triggers)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/cmake/debian/triggers
+    ${CMAKE_BINARY_DIR}/debian/prerm)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # The Python package zab is optional: pandas is needed only by it.
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3, python3-numpy, python3-pandas")
 
 # Files only the package carries: Debian's copyright and changelog and the
 # lintian overrides. Installed as their own component, left out of a plain
 # `cmake --install`, and added to the package below.
+configure_file(cmake/debian/prerm.in ${CMAKE_BINARY_DIR}/debian/prerm @ONLY
+               FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+                                WORLD_READ WORLD_EXECUTE)
 set(z2v_deb_changelog ${CMAKE_BINARY_DIR}/debian/changelog)
 configure_file(cmake/debian/changelog.in ${z2v_deb_changelog} @ONLY)
 add_custom_command(
