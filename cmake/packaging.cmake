@@ -57,6 +57,7 @@ install(FILES cmake/debian/copyright ${z2v_deb_changelog}.gz
 install(FILES cmake/debian/zab2veda.lintian-overrides
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides RENAME zab2veda
         COMPONENT debian EXCLUDE_FROM_ALL)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/cmake/debian/compress_manpages.cmake)
 set(CPACK_INSTALL_CMAKE_PROJECTS
     "${CMAKE_BINARY_DIR};${PROJECT_NAME};ALL;/" "${CMAKE_BINARY_DIR};${PROJECT_NAME};debian;/")
 

@@ -29,10 +29,12 @@ field() { dpkg-deb -f "$deb" "$1"; }
 # computed by dpkg-shlibdeps from the binaries
 [[ $(field Depends) == *"libc6 (>= "*"libstdc++6 (>= "* ]] || bad "Depends: $(field Depends)"
 
-# ---- contents: what cmake --install installs, and Debian's own files -------------------
+# ---- contents: what cmake --install installs, and Debian's own files -----------
 DESTDIR=$work/inst cmake --install "$build" --prefix /usr >/dev/null 2>&1 || bad "cmake --install"
 dpkg-deb -x "$deb" "$work/root"
-(cd "$work/inst" && find . -mindepth 1 ! -type d | sort) >"$work/installed"
+# manual pages are packed compressed
+(cd "$work/inst" && find . -mindepth 1 ! -type d | sed '\|^\./usr/share/man/|{/\.gz$/!s/$/.gz/}' |
+  sort) >"$work/installed"
 (cd "$work/root" && find . -mindepth 1 ! -type d | sort) >"$work/packaged"
 printf '%s\n' ./usr/share/doc/zab2veda/changelog.gz ./usr/share/doc/zab2veda/copyright \
   ./usr/share/lintian/overrides/zab2veda >>"$work/installed"
