@@ -57,9 +57,18 @@ def _load():
             raise ImportError(
                 "zab: cannot load the ZAB library named by ZAB_LIBRARY (%s): %s" % (env, e)
             ) from None
-    # The installed library: the system loader's search (LD_LIBRARY_PATH,
-    # the loader cache), then the usual install directories.
-    candidates = [_NAME]
+    # The library installed with this package (an installed package has
+    # _installed.py), then the system loader's search (LD_LIBRARY_PATH, the
+    # loader cache), then the usual install directories.
+    candidates = []
+    try:
+        from . import _installed
+
+        here = os.path.dirname(os.path.abspath(__file__))
+        candidates.append(os.path.normpath(os.path.join(here, _installed.LIBRARY_DIR, _NAME)))
+    except ImportError:
+        pass
+    candidates.append(_NAME)
     found = ctypes.util.find_library("zabcclib64")
     if found:
         candidates.append(found)

@@ -41,6 +41,19 @@ if [[ $code != 1 || $first != "*** Could not load ZAB library" || $second != "**
   echo "FAIL no library: exit code $code, output:"; printf '%s\n' "$out"; fail=1
 fi
 
+# Started through PATH from a folder that holds a library: the program's run
+# path holds no empty entry, which would stand for the current folder.
+setup viapath ""
+mkdir -p "$work/cwdlib"
+cp "$fakes/badversion/libzabcclib64.so" "$work/cwdlib/"
+out=$(cd "$work/cwdlib" && env -u LD_LIBRARY_PATH PATH="$work/viapath:$PATH" zab2veda model 2>&1)
+code=$?
+first=${out%%$'\n'*}
+second=${out#*$'\n'}
+if [[ $code != 1 || $first != "*** Could not load ZAB library" || $second != "*** Msg: "*"$tail" ]]; then
+  echo "FAIL library in the current folder: exit code $code, output:"; printf '%s\n' "$out"; fail=1
+fi
+
 setup badversion badversion
 run badversion model
 expect "API version refused" 1 "*** Could not load ZAB library
