@@ -73,6 +73,11 @@ void runDriver(int argc, char** argv) {
   }
   vdd::def.numErr = 0;
   run.help = argc > 1 ? core::upperCase(argv[1]) : rt::ShortStr("-H");
+  // Like the help switches: the first argument in any case, later ones ignored.
+  if (run.help == "--VERSION") {
+    rt::outLn((rt::ShortStr("zab2veda ") + rt::programVersion()).view());
+    rt::halt(0);
+  }
   if (run.help == "--HELP") {
     shortHelp();
     vdd::vddHelp();

@@ -59,6 +59,8 @@ constexpr const char* platform() {
 
 }  // namespace
 
+std::string_view programVersion() { return Z2V_VERSION; }
+
 void setSystemName(std::string_view name) { versionState().systemName = name; }
 
 ShortStr auditLine() {

@@ -8,6 +8,9 @@
 
 namespace rt {
 
+// The program's version, "1.0.0": the project version the build was configured with.
+std::string_view programVersion();
+
 // Registers the system name that the audit line starts with (default "ZAB2VEDA").
 void setSystemName(std::string_view name);
 ShortStr auditLine();

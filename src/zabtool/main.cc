@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/version.h"
 #include "zablib/zab_reader.h"
 #include "zabtool/csv_build.h"
 #include "zabtool/gen.h"
@@ -53,6 +54,7 @@ const char kGenOptions[] =
 
 const char kGeneralNotes[] =
     "       zabtool [COMMAND] -h|--help           this text (or the command's part of it)\n"
+    "       zabtool --version                     the program's name and version\n"
     "SOURCE.json of -: standard input; OUT of -: standard output; -- ends the options.\n"
     "An OUT that is a symbolic link writes the file it points to; a device or pipe is\n"
     "written in place.\n";
@@ -105,7 +107,7 @@ int run(const std::vector<std::string>& args) {
   const Command* cmd = nullptr;
   std::string commandName;
   std::vector<std::string> operands, genArgs;
-  bool help = false, optionsEnded = false;
+  bool help = false, version = false, optionsEnded = false;
   std::string unknownOption;
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string& a = args[i];
@@ -113,6 +115,8 @@ int run(const std::vector<std::string>& args) {
       optionsEnded = true;
     } else if (!optionsEnded && (a == "-h" || a == "--help")) {
       help = true;
+    } else if (!optionsEnded && a == "--version") {
+      version = true;
     } else if (!optionsEnded && a.size() > 1 && a[0] == '-') {
       if (cmd && std::strcmp(cmd->name, "gen") == 0 && zabtool::isGenOption(a)) {
         genArgs.push_back(a);
@@ -131,6 +135,11 @@ int run(const std::vector<std::string>& args) {
   if (!commandName.empty() && !cmd) return usage("unknown command " + commandName, nullptr);
   if (help) {
     std::fputs(usageText(cmd).c_str(), stdout);
+    return 0;
+  }
+  if (version) {
+    std::printf("zabtool %.*s\n", static_cast<int>(rt::programVersion().size()),
+                rt::programVersion().data());
     return 0;
   }
   if (!unknownOption.empty()) return usage("unknown option " + unknownOption, cmd);

@@ -11,7 +11,9 @@
 #               the same name with .zab
 #   setup.sh    optional; run with bash in the work folder before zab2veda
 #   anything else (VDD files, sub-folders) is copied into the work folder
-#   expected/stdout     standard output; the audit line reads @AUDIT@
+#   expected/stdout     standard output; the audit line reads @AUDIT@, and a
+#                       line "zab2veda <version>" reads "zab2veda @VERSION@" with
+#                       the project version from Z2V_PROJECT_VERSION (CTest sets it)
 #   expected/exitcode   the exit code
 #   expected/files/...  every file the run created or changed, byte for byte;
 #                       a file that is not listed must not appear
@@ -43,6 +45,11 @@ find . -type f -exec md5sum {} + 2>/dev/null | sort > "$work/.before"
 code=$?
 audit=$("$z2v" AUDIT)
 sed -i "s|$(printf '%s' "$audit" | sed 's/[][\.*^$|]/\\&/g')|@AUDIT@|" "$work/.stdout"
+if [[ -n "${Z2V_PROJECT_VERSION:-}" ]]; then
+  sed -i "s|^zab2veda $(printf '%s' "$Z2V_PROJECT_VERSION" | sed 's/[][\.*^$|]/\\&/g')\$|zab2veda @VERSION@|" "$work/.stdout"
+elif grep -q "@VERSION@" "$case/expected/stdout" 2>/dev/null; then
+  echo "FAIL: set Z2V_PROJECT_VERSION to the project version (CTest does)"; exit 1
+fi
 
 find . -type f -exec md5sum {} + 2>/dev/null | sort > "$work/.after"
 produced=$(comm -13 "$work/.before" "$work/.after" | awk '{print $2}' | sed 's|^\./||' | grep -v '^\.' )

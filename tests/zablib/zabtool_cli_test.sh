@@ -4,8 +4,10 @@
 # failures (a failed write to standard output included), no partial output
 # file, outputs through links and into pipes, and the round trip build ->
 # dump -> build giving the same file.
+#   zabtool_cli_test.sh ZABTOOL PROJECT_VERSION
 set -u
 tool=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+version=${2:?the project version}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1  # a stray output lands here, not in the source tree
@@ -43,6 +45,21 @@ cmp -s "$work/out" "$work/usage" || { echo "FAIL --help is not the usage text"; 
 grep -q "^       zabtool dump FILE.zab" "$work/out" || { echo "FAIL --help is not the whole usage"; fail=1; }
 [[ -e "$work/h.zab" || -e "$work/--help" ]] && { echo "FAIL help wrote a file"; fail=1; }
 
+# --version anywhere before "--": the name and the project version on standard
+# output, exit code 0; --help wins over it.
+for args in "--version" "info --version" "gen $work/v.zab --records 5 --version"; do
+  # shellcheck disable=SC2086
+  check "version[$args]" 0 "$tool" $args
+  [[ "$(cat "$work/out")" == "zabtool $version" ]] || { echo "FAIL version[$args]:"; cat "$work/out"; fail=1; }
+  [[ -s "$work/err" ]] && { echo "FAIL version[$args]: standard error"; cat "$work/err"; fail=1; }
+done
+[[ -e "$work/v.zab" ]] && { echo "FAIL --version wrote a file"; fail=1; }
+check version-help 0 "$tool" --version --help
+head -n1 "$work/out" | grep -q "^usage: zabtool" || { echo "FAIL --version --help: no usage"; fail=1; }
+check version-after-dashes 2 "$tool" -- --version
+grep -qxF "zabtool: unknown command --version" "$work/err" || { echo "FAIL -- --version:"; cat "$work/err"; fail=1; }
+grep -q "^       zabtool --version " <("$tool" --help) || { echo "FAIL usage text lacks --version"; fail=1; }
+
 # Unknown options: exit code 2, the option named, nothing on standard output.
 while IFS='|' read -r opt args; do
   # shellcheck disable=SC2086
@@ -50,7 +67,9 @@ while IFS='|' read -r opt args; do
   head -n1 "$work/err" | grep -qxF -- "zabtool: unknown option $opt" || { echo "FAIL unknown[$opt $args]:"; cat "$work/err"; fail=1; }
   [[ -s "$work/out" ]] && { echo "FAIL unknown[$opt $args]: standard output"; fail=1; }
 done <<EOF2
---version|--version
+--verbose|--verbose
+-V|-V
+--Version|--Version
 -x|build -x $work/src.json $work/u.zab
 --colour|gen $work/u.zab --colour red
 --colour|gen $work/u.zab --colour
