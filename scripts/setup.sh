@@ -15,7 +15,8 @@ case "${1:-}" in
            libgtest-dev libbenchmark-dev
            bc time  # bc and GNU time: the benchmark scripts in bench/
            python3 python3-numpy python3-pandas python3-pytest  # the Python package zab and its tests
-           pkg-config dpkg-dev lintian)  # tests/install: the C example, the Debian package
+           pkg-config dpkg-dev lintian  # tests/install: the C example, the Debian package
+           groff-base)  # tests/man: the manual pages rendered without warnings
     ;;
   *)
     echo "usage: bash scripts/setup.sh [--test]" >&2
