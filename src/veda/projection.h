@@ -3,10 +3,11 @@
 //
 // Tuple key: `count` signed 32-bit integers as exactly 4 * count bytes, each
 // little-endian two's complement, in tuple order (the empty tuple is the
-// empty key). Lookup is exact byte for byte; sorted access folds ASCII letter
-// case byte by byte (TMyHashList keeps the case-insensitive compare of its
-// base), so label 256 (00 01 00 00) sorts before label 1 (01 00 00 00) and
-// labels 65 and 97 tie. Both effects reach the output order and are kept.
+// empty key). Lookup is exact; sorted access compares keys byte by byte with
+// ASCII letter case folded, so label 256 (00 01 00 00) sorts before label 1
+// (01 00 00 00) and labels 65 and 97 tie, tied keys staying in the order of
+// one fixed quicksort (see TupleTable). Both effects reach the output order
+// and are kept.
 //
 // Text of a tuple: 0 occurs without text (not a member in the subset pass),
 // -1 has a text entry but no ZAB text (the label is its own text), n > 0 a
@@ -18,8 +19,8 @@
 #include <memory>
 #include <string_view>
 
-#include "core/hash_list.h"
 #include "vdd/dimension_store.h"
+#include "veda/tuple_table.h"
 
 namespace veda {
 
@@ -29,30 +30,24 @@ constexpr int kMaxTuple = 20;  // integers in a key
 // returns its length.
 int buildTupleKey(const int32_t* tuple, int count, char* out);
 
-// A hashed list of keys, case-sensitive lookup, case-folding sort.
-class TMyHashList : public core::TXCSStrHashList {};
-
 class THashTuple {
  public:
   // Adds the key of tuple[0..count-1]; a present key keeps its position and
   // takes `text` (the later call wins). Returns the 1-based position.
   int add(const int32_t* tuple, int count, int32_t text);
-  // The same for a key built already.
-  int addKey(std::string_view key, int32_t text);
   // 1-based position of the key of tuple[0..count-1] with mark set to its
   // text, or 0 with mark unchanged.
   int find(const int32_t* tuple, int count, int32_t& mark);
   // Reads the i-th key in sorted order into x[1..count]; returns count.
-  // A key whose length is no multiple of 4 is an internal error.
   int getSorted(int i, int32_t* x);
   int32_t getSortedText(int i);
   int32_t text(int position) const;
   void setText(int position, int32_t text);
   void clearTexts();  // every text to 0
-  int count() const { return list_.count(); }
+  int count() const { return table_.count(); }
 
  private:
-  TMyHashList list_;
+  TupleTable table_;
 };
 
 // One THashTuple per declared tab, slots 1..50.
