@@ -52,7 +52,12 @@ int32_t THashTuple::getSortedText(int i) {
   return table_.text(pos);
 }
 
-int32_t THashTuple::text(int position) const { return table_.text(position); }
+void THashTuple::addLater(const int32_t* tuple, int count, int32_t text) {
+  checkCount(count);
+  table_.addLater(tuple, count, text);
+}
+
+int32_t THashTuple::text(int position) { return table_.text(position); }
 
 void THashTuple::setText(int position, int32_t text) { table_.setText(position, text); }
 

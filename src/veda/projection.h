@@ -41,10 +41,13 @@ class THashTuple {
   // Reads the i-th key in sorted order into x[1..count]; returns count.
   int getSorted(int i, int32_t* x);
   int32_t getSortedText(int i);
-  int32_t text(int position) const;
+  int32_t text(int position);
   void setText(int position, int32_t text);
   void clearTexts();  // every text to 0
-  int count() const { return table_.count(); }
+  int count() { return table_.count(); }
+  // add() without the position: the data pass's way, which may keep the
+  // tuple waiting briefly (see TupleTable::addLater).
+  void addLater(const int32_t* tuple, int count, int32_t text);
 
  private:
   TupleTable table_;
@@ -59,7 +62,7 @@ class TProjection {
   // The tab's set; an empty slot is an internal error.
   THashTuple& tab(int tab);
   void addUel(int tab, const int32_t* tuple, int count, int32_t text) {
-    this->tab(tab).add(tuple, count, text);
+    this->tab(tab).addLater(tuple, count, text);
   }
   // Sets the text of the entry at insertion `position` and reads it back; a
   // difference is an internal error.

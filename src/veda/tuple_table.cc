@@ -154,14 +154,28 @@ void TupleTable::placeEntry(int32_t e, uint64_t h) {
   slots_[i] = static_cast<uint32_t>((static_cast<uint64_t>(e) + 1) | (tag << bits_));
 }
 
+void TupleTable::prefetchSlot(uint64_t h) const {
+  if (bits_ > 0) __builtin_prefetch(&slots_[h >> (64 - bits_)], 1);
+}
+
 void TupleTable::growTable() {
-  // the old table goes first: every entry is placed again from its key
+  // the old table goes first: every entry is placed again from its key, the
+  // slot of the entry kAhead further on asked for meanwhile
   const int bits = bits_ == 0 ? 4 : bits_ + 1;
   slots_.release();
   slots_.allocate(size_t{1} << bits);
   bits_ = bits;
   posMask_ = bits < 32 ? (uint32_t{1} << bits) - 1 : 0xFFFFFFFFu;
-  for (int32_t e = 0; e < count_; ++e) placeEntry(e, hashTuple(keyOf(e), lengthOf(e)));
+  constexpr int32_t kAhead = 16;
+  uint64_t hashes[kAhead];
+  for (int32_t e = 0; e < count_ + kAhead; ++e) {
+    if (e >= kAhead) placeEntry(e - kAhead, hashes[e % kAhead]);
+    if (e < count_) {
+      const uint64_t h = hashTuple(keyOf(e), lengthOf(e));
+      prefetchSlot(h);
+      hashes[e % kAhead] = h;
+    }
+  }
 }
 
 bool TupleTable::holds(int32_t e, const int32_t* tuple, int n) const {
@@ -187,6 +201,40 @@ int32_t TupleTable::lookup(const int32_t* tuple, int n, uint64_t h, uint32_t** e
 }
 
 int TupleTable::add(const int32_t* tuple, int n, int32_t text) {
+  settle();
+  return insert(tuple, n, text, hashTuple(tuple, n));
+}
+
+void TupleTable::addLater(const int32_t* tuple, int n, int32_t text) {
+  if (count_ >= kMaxEntries - 2 * kQueue) {  // near the limit: at once, failing where add would
+    add(tuple, n, text);
+    return;
+  }
+  if (queued_ == kQueue) {
+    const Queued& q = queue_[queueHead_];
+    insert(q.tuple, q.n, q.text, q.hash);
+    queueHead_ = (queueHead_ + 1) % kQueue;
+    --queued_;
+  }
+  Queued& q = queue_[(queueHead_ + queued_) % kQueue];
+  q.hash = hashTuple(tuple, n);
+  q.text = text;
+  q.n = n;
+  for (int k = 0; k < n; ++k) q.tuple[k] = tuple[k];
+  ++queued_;
+  prefetchSlot(q.hash);
+}
+
+void TupleTable::applyQueued() {
+  while (queued_ > 0) {
+    const Queued& q = queue_[queueHead_];
+    insert(q.tuple, q.n, q.text, q.hash);
+    queueHead_ = (queueHead_ + 1) % kQueue;
+    --queued_;
+  }
+}
+
+int TupleTable::insert(const int32_t* tuple, int n, int32_t text, uint64_t h) {
   if (count_ >= kMaxEntries) rt::internalError("TXstrHashList.AddObject(): max count exceeded");
   if (width_ < 0) {
     width_ = n;
@@ -197,7 +245,6 @@ int TupleTable::add(const int32_t* tuple, int n, int32_t text) {
   if (bits_ == 0 || (static_cast<uint64_t>(count_) + 1) * 4 > (uint64_t{3} << bits_)) {
     growTable();
   }
-  const uint64_t h = hashTuple(tuple, n);
   uint32_t* empty = nullptr;
   int32_t e = lookup(tuple, n, h, &empty);
   if (e >= 0) {
@@ -218,7 +265,8 @@ int TupleTable::add(const int32_t* tuple, int n, int32_t text) {
   return e + 1;
 }
 
-int TupleTable::find(const int32_t* tuple, int n) const {
+int TupleTable::find(const int32_t* tuple, int n) {
+  settle();
   if (count_ == 0 || (!mixed_ && n != width_)) return 0;
   int32_t e = nextGuess_;
   if (e >= count_ || !holds(e, tuple, n)) {
@@ -230,6 +278,7 @@ int TupleTable::find(const int32_t* tuple, int n) const {
 }
 
 void TupleTable::clearTexts() {
+  settle();
   if (mixed_) {
     for (int32_t e = 0; e < count_; ++e)
       where_[static_cast<size_t>(e)][lens_[static_cast<size_t>(e)]] = 0;
@@ -242,7 +291,8 @@ void TupleTable::clearTexts() {
   }
 }
 
-int TupleTable::tuple(int position, int32_t* out) const {
+int TupleTable::tuple(int position, int32_t* out) {
+  settle();
   const int32_t e = position - 1;
   const int n = lengthOf(e);
   const int32_t* k = keyOf(e);
@@ -251,6 +301,7 @@ int TupleTable::tuple(int position, int32_t* out) const {
 }
 
 int TupleTable::sortedPosition(int i) {
+  settle();
   if (!sorted_) sort();
   return map_[static_cast<size_t>(i) - 1] + 1;
 }
@@ -350,7 +401,8 @@ void TupleTable::quickSort(int l, int r) {
   }
 }
 
-int64_t TupleTable::memoryUsed() const {
+int64_t TupleTable::memoryUsed() {
+  settle();
   int64_t bytes = 0;
   if (!chunks_.empty()) {
     const int64_t perEntry = static_cast<int64_t>(stride_) * 4;

@@ -41,28 +41,42 @@ class TupleTable {
   // present tuple keeps its position and takes the text. Returns the 1-based
   // position. The 2147483647th entry is refused with an internal error.
   int add(const int32_t* tuple, int n, int32_t text);
+  // The same when the position is not needed: the tuple may wait in a short
+  // queue while its slot is fetched; every other call takes the queued
+  // tuples in first, in order, so nobody sees the difference.
+  void addLater(const int32_t* tuple, int n, int32_t text);
   // The 1-based position of tuple[0..n-1], 0 when absent.
-  int find(const int32_t* tuple, int n) const;
-  int count() const { return count_; }
+  int find(const int32_t* tuple, int n);
+  int count() {
+    settle();
+    return count_;
+  }
   // Text of the entry at 1-based `position` (not bounds-checked).
-  int32_t text(int position) const { return *textOf(position - 1); }
-  void setText(int position, int32_t text) { *textOf(position - 1) = text; }
+  int32_t text(int position) {
+    settle();
+    return *textOf(position - 1);
+  }
+  void setText(int position, int32_t text) {
+    settle();
+    *textOf(position - 1) = text;
+  }
   void clearTexts();  // every text to 0
   // The 1-based position of the i-th entry (1-based) in sorted order; sorts
   // first when entries were added since the last sort.
   int sortedPosition(int i);
   // Writes the integers of the entry at `position` to out[0..] and returns
   // their count.
-  int tuple(int position, int32_t* out) const;
+  int tuple(int position, int32_t* out);
   // Tells the memory the next few sorted accesses from i on will touch.
   void prefetchSorted(int i) const;
-  int64_t memoryUsed() const;
+  int64_t memoryUsed();
 
  private:
   friend class TupleTableTestPeer;
   static constexpr int kChunkShift = 16;
   static constexpr int32_t kChunkEntries = int32_t{1} << kChunkShift;
   static constexpr int kPoolInts = 1 << 16;
+  static constexpr int kQueue = 16;  // tuples in flight in addLater
 
   const int32_t* keyOf(int32_t e) const {
     if (mixed_) return where_[static_cast<size_t>(e)];
@@ -76,6 +90,12 @@ class TupleTable {
   int32_t* textOf(int32_t e) { return keyOf(e) + lengthOf(e); }
   const int32_t* textOf(int32_t e) const { return keyOf(e) + lengthOf(e); }
 
+  void settle() {
+    if (queued_ > 0) applyQueued();
+  }
+  void applyQueued();
+  int insert(const int32_t* tuple, int n, int32_t text, uint64_t h);
+  void prefetchSlot(uint64_t h) const;
   int32_t lookup(const int32_t* tuple, int n, uint64_t h, uint32_t** empty) const;
   bool holds(int32_t e, const int32_t* tuple, int n) const;
   int32_t* appendRecord(int n);
@@ -127,7 +147,16 @@ class TupleTable {
   std::vector<uint64_t> sortKeys_;  // while a sort runs
   // the entry after the one found last: records read in the order they were
   // added in find their entries one after the other
-  mutable int32_t nextGuess_ = 0;
+  int32_t nextGuess_ = 0;
+  struct Queued {
+    uint64_t hash;
+    int32_t text;
+    int32_t n;
+    int32_t tuple[kMaxCount];
+  };
+  Queued queue_[kQueue];
+  int queued_ = 0;  // tuples waiting, oldest at queueHead_
+  int queueHead_ = 0;
 };
 
 }  // namespace veda
