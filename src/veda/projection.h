@@ -45,6 +45,11 @@ class THashTuple {
   void setText(int position, int32_t text);
   void clearTexts();  // every text to 0
   int count() { return table_.count(); }
+  // Entries whose text is not 0.
+  int textCount() { return table_.textCount(); }
+  // Stands for a sorted walk that would find no entry with a text: nothing
+  // is read, the sort is owed (see TupleTable::skipSort).
+  void skipSortedWalk() { table_.skipSort(); }
   // add() without the position: the data pass's way, which may keep the
   // tuple waiting briefly (see TupleTable::addLater).
   void addLater(const int32_t* tuple, int count, int32_t text);

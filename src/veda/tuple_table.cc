@@ -248,13 +248,17 @@ int TupleTable::insert(const int32_t* tuple, int n, int32_t text, uint64_t h) {
   uint32_t* empty = nullptr;
   int32_t e = lookup(tuple, n, h, &empty);
   if (e >= 0) {
-    *textOf(e) = text;
+    int32_t& t = *textOf(e);
+    withText_ += (text != 0) - (t != 0);
+    t = text;
     return e + 1;
   }
+  if (sortOwed_) sort();  // the map as the skipped sort left it, before this entry joins
   e = count_;
   int32_t* r = appendRecord(n);
   if (n > 0) std::memcpy(r, tuple, static_cast<size_t>(n) * 4);
   r[n] = text;
+  withText_ += text != 0;
   const uint64_t tag = bits_ < 32 ? (h & (0xFFFFFFFFull >> bits_)) : 0;
   *empty = static_cast<uint32_t>((static_cast<uint64_t>(e) + 1) | (tag << bits_));
   ++count_;
@@ -279,6 +283,7 @@ int TupleTable::find(const int32_t* tuple, int n) {
 
 void TupleTable::clearTexts() {
   settle();
+  withText_ = 0;
   if (mixed_) {
     for (int32_t e = 0; e < count_; ++e)
       where_[static_cast<size_t>(e)][lens_[static_cast<size_t>(e)]] = 0;
@@ -357,6 +362,7 @@ void TupleTable::sort() {
     }
   }
   sorted_ = true;
+  sortOwed_ = false;
 }
 
 // The one quicksort whose order of equal keys the output shows: the pivot is

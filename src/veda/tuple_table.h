@@ -17,9 +17,9 @@
 // its records (the integers, then the text) lie at a fixed stride in chunks
 // of 65536 entries that never move, found through an open-addressing table
 // of 32-bit slots (position and some hash bits, at most three quarters
-// full); about 20 to 28 bytes per two-integer tuple, plus 4 for the sorted
-// order and, while a sort runs, 8 more. A set that gets tuples of another
-// count keeps a pointer and a count per entry from then on.
+// full); 17 to 23 bytes per two-integer tuple, plus 4 for the sorted order
+// and, while a sort runs, 8 more. A set that gets tuples of another count
+// keeps a pointer and a count per entry from then on.
 #pragma once
 
 #include <cstdint>
@@ -58,9 +58,25 @@ class TupleTable {
   }
   void setText(int position, int32_t text) {
     settle();
-    *textOf(position - 1) = text;
+    int32_t& t = *textOf(position - 1);
+    withText_ += (text != 0) - (t != 0);
+    t = text;
   }
   void clearTexts();  // every text to 0
+  // Entries whose text is not 0.
+  int textCount() {
+    settle();
+    return withText_;
+  }
+  // For a caller that would read the sorted order now but has no use for it
+  // (no entry has a text to show): the sort is owed rather than done. It is
+  // done when a sorted access asks for it, or before the next new entry, so
+  // that a later sort starts from the order this one would have left, as if
+  // it had run here.
+  void skipSort() {
+    settle();
+    if (!sorted_ && count_ > 0) sortOwed_ = true;
+  }
   // The 1-based position of the i-th entry (1-based) in sorted order; sorts
   // first when entries were added since the last sort.
   int sortedPosition(int i);
@@ -144,6 +160,8 @@ class TupleTable {
   std::vector<int32_t> map_;
   bool hasMap_ = false;
   bool sorted_ = false;
+  bool sortOwed_ = false;           // see skipSort()
+  int32_t withText_ = 0;            // entries whose text is not 0
   std::vector<uint64_t> sortKeys_;  // while a sort runs
   // the entry after the one found last: records read in the order they were
   // added in find their entries one after the other
