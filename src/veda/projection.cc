@@ -39,27 +39,10 @@ int THashTuple::find(const int32_t* tuple, int count, int32_t& mark) {
   return pos;
 }
 
-int THashTuple::getSorted(int i, int32_t* x) {
-  return table_.tuple(table_.sortedPosition(i), x + 1);
-}
-
-// Sorted walks go through i = 1, 2, ... and read each entry's text first:
-// its record is asked for some way ahead, since sorted order jumps around
-// the entries.
-int32_t THashTuple::getSortedText(int i) {
-  const int pos = table_.sortedPosition(i);
-  table_.prefetchSorted(i + 16);
-  return table_.text(pos);
-}
-
 void THashTuple::addLater(const int32_t* tuple, int count, int32_t text) {
   checkCount(count);
   table_.addLater(tuple, count, text);
 }
-
-int32_t THashTuple::text(int position) { return table_.text(position); }
-
-void THashTuple::setText(int position, int32_t text) { table_.setText(position, text); }
 
 void THashTuple::clearTexts() { table_.clearTexts(); }
 

@@ -39,10 +39,17 @@ class THashTuple {
   // text, or 0 with mark unchanged.
   int find(const int32_t* tuple, int count, int32_t& mark);
   // Reads the i-th key in sorted order into x[1..count]; returns count.
-  int getSorted(int i, int32_t* x);
-  int32_t getSortedText(int i);
-  int32_t text(int position);
-  void setText(int position, int32_t text);
+  int getSorted(int i, int32_t* x) { return table_.tuple(table_.sortedPosition(i), x + 1); }
+  // Sorted walks go through i = 1, 2, ... and read each entry's text first:
+  // the record some places ahead is asked for meanwhile, since the sorted
+  // order jumps around the entries.
+  int32_t getSortedText(int i) {
+    const int pos = table_.sortedPosition(i);
+    table_.prefetchSorted(i + 16);
+    return table_.text(pos);
+  }
+  int32_t text(int position) { return table_.text(position); }
+  void setText(int position, int32_t text) { table_.setText(position, text); }
   void clearTexts();  // every text to 0
   int count() { return table_.count(); }
   // Entries whose text is not 0.

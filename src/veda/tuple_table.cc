@@ -296,25 +296,6 @@ void TupleTable::clearTexts() {
   }
 }
 
-int TupleTable::tuple(int position, int32_t* out) {
-  settle();
-  const int32_t e = position - 1;
-  const int n = lengthOf(e);
-  const int32_t* k = keyOf(e);
-  for (int j = 0; j < n; ++j) out[j] = k[j];
-  return n;
-}
-
-int TupleTable::sortedPosition(int i) {
-  settle();
-  if (!sorted_) sort();
-  return map_[static_cast<size_t>(i) - 1] + 1;
-}
-
-void TupleTable::prefetchSorted(int i) const {
-  if (sorted_ && i >= 1 && i <= count_) __builtin_prefetch(keyOf(map_[static_cast<size_t>(i) - 1]));
-}
-
 int TupleTable::compareEntries(int32_t a, int32_t b) const {
   return compareKeys(keyOf(a), lengthOf(a), keyOf(b), lengthOf(b));
 }

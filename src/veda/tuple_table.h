@@ -79,12 +79,27 @@ class TupleTable {
   }
   // The 1-based position of the i-th entry (1-based) in sorted order; sorts
   // first when entries were added since the last sort.
-  int sortedPosition(int i);
+  int sortedPosition(int i) {
+    settle();
+    if (!sorted_) sort();
+    return map_[static_cast<size_t>(i) - 1] + 1;
+  }
   // Writes the integers of the entry at `position` to out[0..] and returns
   // their count.
-  int tuple(int position, int32_t* out);
-  // Tells the memory the next few sorted accesses from i on will touch.
-  void prefetchSorted(int i) const;
+  int tuple(int position, int32_t* out) {
+    settle();
+    const int32_t e = position - 1;
+    const int n = lengthOf(e);
+    const int32_t* k = keyOf(e);
+    for (int j = 0; j < n; ++j) out[j] = k[j];
+    return n;
+  }
+  // Asks for the record of the i-th entry in sorted order, when there is one
+  // (a walk reads it soon).
+  void prefetchSorted(int i) const {
+    if (sorted_ && i >= 1 && i <= count_)
+      __builtin_prefetch(keyOf(map_[static_cast<size_t>(i) - 1]));
+  }
   int64_t memoryUsed();
 
  private:
