@@ -103,7 +103,6 @@ class TupleTable {
   int64_t memoryUsed();
 
  private:
-  friend class TupleTableTestPeer;
   static constexpr int kChunkShift = 16;
   static constexpr int32_t kChunkEntries = int32_t{1} << kChunkShift;
   static constexpr int kPoolInts = 1 << 16;
