@@ -25,6 +25,7 @@
 namespace veda {
 
 constexpr int kMaxTuple = 20;  // integers in a key
+static_assert(kMaxTuple == TupleTable::kMaxCount, "the sets hold keys of up to kMaxTuple integers");
 
 // Writes the key of tuple[0..count-1] to out (room for 4 * count bytes) and
 // returns its length.
