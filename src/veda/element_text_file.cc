@@ -192,7 +192,10 @@ void writeRecords() {
   for (int t = 1; t <= d.numDimension; ++t) {
     THashTuple& set = s.projection.tab(t);
     quoteField(d.dimensionStore.getTabName(t).view(), tab);
-    for (int i = 1; i <= set.count(); ++i) {
+    // a tab without texts writes nothing: its walk is skipped, not its sort
+    const int n = set.textCount() > 0 ? set.count() : 0;
+    if (n == 0) set.skipSortedWalk();
+    for (int i = 1; i <= n; ++i) {
       int32_t txt = set.getSortedText(i);
       if (txt == 0) continue;
       int count = set.getSorted(i, s.x);

@@ -27,56 +27,24 @@ void checkCount(int count) {
 
 }  // namespace
 
-int THashTuple::addKey(std::string_view key, int32_t text) {
-  int idx = list_.addObject(key, text);
-  list_.setObject(idx, text);
-  return idx + 1;
-}
-
 int THashTuple::add(const int32_t* tuple, int count, int32_t text) {
   checkCount(count);
-  char key[4 * kMaxTuple];
-  int n = buildTupleKey(tuple, count, key);
-  return addKey(std::string_view(key, n), text);
+  return table_.add(tuple, count, text);
 }
 
 int THashTuple::find(const int32_t* tuple, int count, int32_t& mark) {
   checkCount(count);
-  char key[4 * kMaxTuple];
-  int n = buildTupleKey(tuple, count, key);
-  int idx = list_.indexOf(std::string_view(key, n));
-  if (idx < 0) return 0;
-  mark = static_cast<int32_t>(list_.getObject(idx));
-  return idx + 1;
+  int pos = table_.find(tuple, count);
+  if (pos > 0) mark = table_.text(pos);
+  return pos;
 }
 
-int THashTuple::getSorted(int i, int32_t* x) {
-  std::string_view key = list_.getSortedStringView(i - 1);
-  if (key.size() % 4 != 0) rt::internalError("tuple key length is not a multiple of 4");
-  int count = static_cast<int>(key.size() / 4);
-  const unsigned char* p = reinterpret_cast<const unsigned char*>(key.data());
-  for (int k = 0; k < count; ++k) {
-    uint32_t v = static_cast<uint32_t>(p[4 * k]) | (static_cast<uint32_t>(p[4 * k + 1]) << 8) |
-                 (static_cast<uint32_t>(p[4 * k + 2]) << 16) |
-                 (static_cast<uint32_t>(p[4 * k + 3]) << 24);
-    x[k + 1] = static_cast<int32_t>(v);
-  }
-  return count;
+void THashTuple::addLater(const int32_t* tuple, int count, int32_t text) {
+  checkCount(count);
+  table_.addLater(tuple, count, text);
 }
 
-int32_t THashTuple::getSortedText(int i) {
-  return static_cast<int32_t>(list_.getSortedObject(i - 1));
-}
-
-int32_t THashTuple::text(int position) const {
-  return static_cast<int32_t>(list_.getObject(position - 1));
-}
-
-void THashTuple::setText(int position, int32_t text) { list_.setObject(position - 1, text); }
-
-void THashTuple::clearTexts() {
-  for (int i = 0; i < list_.count(); ++i) list_.setObject(i, 0);
-}
+void THashTuple::clearTexts() { table_.clearTexts(); }
 
 void TProjection::create(int numTabs) {
   for (int t = 1; t <= numTabs && t <= vdd::kMaxDimensions; ++t) {

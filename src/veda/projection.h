@@ -3,10 +3,11 @@
 //
 // Tuple key: `count` signed 32-bit integers as exactly 4 * count bytes, each
 // little-endian two's complement, in tuple order (the empty tuple is the
-// empty key). Lookup is exact byte for byte; sorted access folds ASCII letter
-// case byte by byte (TMyHashList keeps the case-insensitive compare of its
-// base), so label 256 (00 01 00 00) sorts before label 1 (01 00 00 00) and
-// labels 65 and 97 tie. Both effects reach the output order and are kept.
+// empty key). Lookup is exact; sorted access compares keys byte by byte with
+// ASCII letter case folded, so label 256 (00 01 00 00) sorts before label 1
+// (01 00 00 00) and labels 65 and 97 tie, tied keys staying in the order of
+// one fixed quicksort (see TupleTable). Both effects reach the output order
+// and are kept.
 //
 // Text of a tuple: 0 occurs without text (not a member in the subset pass),
 // -1 has a text entry but no ZAB text (the label is its own text), n > 0 a
@@ -18,41 +19,51 @@
 #include <memory>
 #include <string_view>
 
-#include "core/hash_list.h"
 #include "vdd/dimension_store.h"
+#include "veda/tuple_table.h"
 
 namespace veda {
 
 constexpr int kMaxTuple = 20;  // integers in a key
+static_assert(kMaxTuple == TupleTable::kMaxCount, "the sets hold keys of up to kMaxTuple integers");
 
 // Writes the key of tuple[0..count-1] to out (room for 4 * count bytes) and
 // returns its length.
 int buildTupleKey(const int32_t* tuple, int count, char* out);
-
-// A hashed list of keys, case-sensitive lookup, case-folding sort.
-class TMyHashList : public core::TXCSStrHashList {};
 
 class THashTuple {
  public:
   // Adds the key of tuple[0..count-1]; a present key keeps its position and
   // takes `text` (the later call wins). Returns the 1-based position.
   int add(const int32_t* tuple, int count, int32_t text);
-  // The same for a key built already.
-  int addKey(std::string_view key, int32_t text);
   // 1-based position of the key of tuple[0..count-1] with mark set to its
   // text, or 0 with mark unchanged.
   int find(const int32_t* tuple, int count, int32_t& mark);
   // Reads the i-th key in sorted order into x[1..count]; returns count.
-  // A key whose length is no multiple of 4 is an internal error.
-  int getSorted(int i, int32_t* x);
-  int32_t getSortedText(int i);
-  int32_t text(int position) const;
-  void setText(int position, int32_t text);
+  int getSorted(int i, int32_t* x) { return table_.tuple(table_.sortedPosition(i), x + 1); }
+  // Sorted walks go through i = 1, 2, ... and read each entry's text first:
+  // the record some places ahead is asked for meanwhile, since the sorted
+  // order jumps around the entries.
+  int32_t getSortedText(int i) {
+    const int pos = table_.sortedPosition(i);
+    table_.prefetchSorted(i + 16);
+    return table_.text(pos);
+  }
+  int32_t text(int position) { return table_.text(position); }
+  void setText(int position, int32_t text) { table_.setText(position, text); }
   void clearTexts();  // every text to 0
-  int count() const { return list_.count(); }
+  int count() { return table_.count(); }
+  // Entries whose text is not 0.
+  int textCount() { return table_.textCount(); }
+  // Stands for a sorted walk that would find no entry with a text: nothing
+  // is read, the sort is owed (see TupleTable::skipSort).
+  void skipSortedWalk() { table_.skipSort(); }
+  // add() without the position: the data pass's way, which may keep the
+  // tuple waiting briefly (see TupleTable::addLater).
+  void addLater(const int32_t* tuple, int count, int32_t text);
 
  private:
-  TMyHashList list_;
+  TupleTable table_;
 };
 
 // One THashTuple per declared tab, slots 1..50.
@@ -64,7 +75,7 @@ class TProjection {
   // The tab's set; an empty slot is an internal error.
   THashTuple& tab(int tab);
   void addUel(int tab, const int32_t* tuple, int count, int32_t text) {
-    this->tab(tab).add(tuple, count, text);
+    this->tab(tab).addLater(tuple, count, text);
   }
   // Sets the text of the entry at insertion `position` and reads it back; a
   // difference is an internal error.

@@ -103,7 +103,10 @@ void writeMembers(int tab, const ShortStr& subsetName) {
   FieldBuf tabField, nameField, parent, element;
   quoteField(d.dimensionStore.getTabName(tab).view(), tabField);
   quoteField(subsetName.view(), nameField);
-  for (int i = 1; i <= set.count(); ++i) {
+  // no member: nothing to write, and the walk's sort is only owed
+  const int n = set.textCount() > 0 ? set.count() : 0;
+  if (n == 0) set.skipSortedWalk();
+  for (int i = 1; i <= n; ++i) {
     if (set.getSortedText(i) != 1) continue;
     int count = set.getSorted(i, s.x);
     if (count == 3 && s.x[3] == -1) {
