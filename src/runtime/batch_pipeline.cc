@@ -1,0 +1,100 @@
+#include "runtime/batch_pipeline.h"
+
+#include <utility>
+
+namespace rt {
+
+BatchPipeline::BatchPipeline(int workers, int slots, std::function<void(int)> process,
+                             std::function<void(int, bool)> consume)
+    : process_(std::move(process)), consume_(std::move(consume)) {
+  done_.assign(static_cast<size_t>(slots < 1 ? 1 : slots), 0);
+  threads_.reserve(static_cast<size_t>(workers));
+  for (int i = 0; i < workers; ++i) threads_.emplace_back([this] { workerLoop(); });
+}
+
+BatchPipeline::~BatchPipeline() { stop(); }
+
+void BatchPipeline::workerLoop() {
+  const int64_t n = slots();
+  std::unique_lock<std::mutex> lock(mu_);
+  for (;;) {
+    work_.wait(lock, [this] { return stop_ || taken_ < submitted_; });
+    if (stop_) return;
+    int slot = static_cast<int>(taken_++ % n);
+    lock.unlock();
+    process_(slot);
+    lock.lock();
+    done_[static_cast<size_t>(slot)] = 1;
+    done_cv_.notify_one();
+  }
+}
+
+// Waits for the oldest submitted batch and consumes it; the lock is not held
+// while consume runs (it may end the run).
+void BatchPipeline::consumeOldest(bool final) {
+  const int slot = static_cast<int>(consumed_ % slots());
+  {
+    std::unique_lock<std::mutex> lock(mu_);
+    done_cv_.wait(lock, [&] { return done_[static_cast<size_t>(slot)] != 0; });
+  }
+  consuming_ = true;
+  consume_(slot, final);
+  consuming_ = false;
+  std::lock_guard<std::mutex> lock(mu_);
+  done_[static_cast<size_t>(slot)] = 0;
+  ++consumed_;
+}
+
+int BatchPipeline::acquire() {
+  const int64_t n = slots();
+  if (!filling_) {
+    while (!stopped_ && consumed_ < submitted_) {
+      bool ready;
+      {
+        std::lock_guard<std::mutex> lock(mu_);
+        ready = done_[static_cast<size_t>(consumed_ % n)] != 0;
+      }
+      if (!ready && submitted_ - consumed_ < n) break;  // a slot is free: no waiting
+      consumeOldest(false);
+    }
+    filling_ = true;
+  }
+  return static_cast<int>(submitted_ % n);
+}
+
+void BatchPipeline::submit() {
+  if (!filling_) return;
+  filling_ = false;
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    ++submitted_;
+  }
+  work_.notify_one();
+}
+
+void BatchPipeline::drain() {
+  submit();
+  while (!stopped_ && consumed_ < submitted_) consumeOldest(false);
+}
+
+void BatchPipeline::haltDrain() {
+  if (stopped_) return;
+  if (!consuming_) {
+    submit();
+    while (consumed_ < submitted_) consumeOldest(true);
+  }
+  stop();
+}
+
+void BatchPipeline::stop() {
+  if (stopped_) return;
+  stopped_ = true;
+  {
+    std::lock_guard<std::mutex> lock(mu_);
+    stop_ = true;
+  }
+  work_.notify_all();
+  for (std::thread& t : threads_) t.join();
+}
+
+}  // namespace rt

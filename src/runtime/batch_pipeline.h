@@ -1,0 +1,72 @@
+// BatchPipeline: batches filled on one thread, processed on worker threads,
+// and consumed on the filling thread in the order they were filled.
+//
+// The caller owns `slots` batch buffers, numbered 0..slots-1, and gives two
+// functions:
+//   process(slot)        runs on a worker thread; it must not end the run
+//                        (no rt::halt, no console output) and must touch only
+//                        its slot and state that stays read-only meanwhile;
+//   consume(slot, final) runs on the filling thread, in fill order; `final`
+//                        is true when the run is ending (see haltDrain) and
+//                        the function must then not end the run itself.
+// The filling thread calls acquire() for a slot to fill, fills it and calls
+// submit(). acquire() first consumes every batch that is already processed,
+// and waits for the oldest one only when every slot is in use, so memory is
+// bounded by the slots. drain() processes and consumes everything submitted
+// (and a slot being filled, as it stands). Nothing is allocated after the
+// constructor.
+//
+// haltDrain() is for the way out of the process: it stops the pipeline safely
+// on any path, from any point of the filling thread (inside consume() too):
+// unless it is called from within consume(), the slot being filled is
+// submitted as it stands and every batch is processed and consumed with
+// final = true; the workers are stopped and joined in every case, so none runs
+// on while the process ends. After it, drain() and acquire() consume nothing.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace rt {
+
+class BatchPipeline {
+ public:
+  BatchPipeline(int workers, int slots, std::function<void(int)> process,
+                std::function<void(int, bool)> consume);
+  ~BatchPipeline();  // stops and joins the workers; batches not consumed are dropped
+  BatchPipeline(const BatchPipeline&) = delete;
+  BatchPipeline& operator=(const BatchPipeline&) = delete;
+
+  int slots() const { return static_cast<int>(done_.size()); }
+  int acquire();  // a slot to fill; the same slot until it is submitted
+  void submit();  // hands the acquired slot to the workers
+  bool filling() const { return filling_; }
+  void drain();
+  void haltDrain();
+  void stop();  // joins the workers (after drain(), or dropping the rest)
+
+ private:
+  void workerLoop();
+  void consumeOldest(bool final);
+
+  std::function<void(int)> process_;
+  std::function<void(int, bool)> consume_;
+  std::mutex mu_;
+  std::condition_variable work_;     // workers: a batch was submitted, or stop
+  std::condition_variable done_cv_;  // filling thread: a batch was processed
+  std::vector<char> done_;           // per slot: processed, not consumed
+  std::vector<std::thread> threads_;
+  int64_t submitted_ = 0;  // batches submitted so far
+  int64_t taken_ = 0;      // of those, taken by a worker
+  int64_t consumed_ = 0;   // of those, consumed
+  bool stop_ = false;
+  bool filling_ = false;    // a slot was acquired and not yet submitted
+  bool consuming_ = false;  // consume() is running
+  bool stopped_ = false;
+};
+
+}  // namespace rt
