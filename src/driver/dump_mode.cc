@@ -322,7 +322,7 @@ class ThreadedDump {
     fixed_ = static_cast<size_t>(d.lay.dataline[0].length() + d.lay.maxsydim + 2);
     pipe_ = std::make_unique<rt::BatchPipeline>(
         threads - 1, static_cast<int>(batches_.size()), [this](int slot) { build(slot); },
-        [this](int slot, bool) { write(slot); });
+        [this](int slot) { write(slot); }, [](int, bool) {});
     // on every way the run ends, the lines of the records read go out first
     d_.file.attachDrain([](void* t) { static_cast<ThreadedDump*>(t)->pipe_->haltDrain(); }, this);
   }
@@ -440,8 +440,8 @@ class ThreadedDump {
     b.used = out.used;
   }
 
-  // Reading thread, in batch order. The dump's write errors are found when
-  // the file is closed, as on one thread.
+  // A worker, in batch order. The dump's write errors are found when the
+  // file is closed, as on one thread.
   void write(int slot) {
     DumpBatch& b = batches_[static_cast<size_t>(slot)];
     d_.file.write(std::string_view(b.chunk.data(), b.used));
@@ -497,8 +497,8 @@ int dumpSymbols() {
   int rc = d.file.create(run.fnveda.view());
   if (rc != 0) return fileFailure("Could not open file: ", rc);
   writeHeader(d);
-  // more than one thread: the records are read here and their lines built on
-  // the others, then written here in order
+  // more than one thread: the records are read here, their lines built and
+  // written in order on the others
   const int threads = rt::configuredThreads();
   std::unique_ptr<ThreadedDump> threaded;
   if (threads > 1) threaded = std::make_unique<ThreadedDump>(d, threads);

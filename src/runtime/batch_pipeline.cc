@@ -5,9 +5,9 @@
 namespace rt {
 
 BatchPipeline::BatchPipeline(int workers, int slots, std::function<void(int)> process,
-                             std::function<void(int, bool)> consume)
-    : process_(std::move(process)), consume_(std::move(consume)) {
-  done_.assign(static_cast<size_t>(slots < 1 ? 1 : slots), 0);
+                             std::function<void(int)> write, std::function<void(int, bool)> consume)
+    : process_(std::move(process)), write_(std::move(write)), consume_(std::move(consume)) {
+  state_.assign(static_cast<size_t>(slots < 1 ? 1 : slots), kQueued);
   threads_.reserve(static_cast<size_t>(workers));
   for (int i = 0; i < workers; ++i) threads_.emplace_back([this] { workerLoop(); });
 }
@@ -24,24 +24,37 @@ void BatchPipeline::workerLoop() {
     lock.unlock();
     process_(slot);
     lock.lock();
-    done_[static_cast<size_t>(slot)] = 1;
-    done_cv_.notify_one();
+    state_[static_cast<size_t>(slot)] = kProcessed;
+    // the worker that completes the next batch in order writes it, and the
+    // ones after it that are processed already
+    while (!writing_ && !stop_ && written_ < taken_ &&
+           state_[static_cast<size_t>(written_ % n)] == kProcessed) {
+      const int w = static_cast<int>(written_ % n);
+      writing_ = true;
+      lock.unlock();
+      if (write_) write_(w);
+      lock.lock();
+      writing_ = false;
+      state_[static_cast<size_t>(w)] = kWritten;
+      ++written_;
+      done_cv_.notify_all();
+    }
   }
 }
 
-// Waits for the oldest submitted batch and consumes it; the lock is not held
-// while consume runs (it may end the run).
+// Waits for the oldest submitted batch to be written and consumes it; the
+// lock is not held while consume runs (it may end the run).
 void BatchPipeline::consumeOldest(bool final) {
   const int slot = static_cast<int>(consumed_ % slots());
   {
     std::unique_lock<std::mutex> lock(mu_);
-    done_cv_.wait(lock, [&] { return done_[static_cast<size_t>(slot)] != 0; });
+    done_cv_.wait(lock, [&] { return state_[static_cast<size_t>(slot)] == kWritten; });
   }
   consuming_ = true;
   consume_(slot, final);
   consuming_ = false;
   std::lock_guard<std::mutex> lock(mu_);
-  done_[static_cast<size_t>(slot)] = 0;
+  state_[static_cast<size_t>(slot)] = kQueued;
   ++consumed_;
 }
 
@@ -52,7 +65,7 @@ int BatchPipeline::acquire() {
       bool ready;
       {
         std::lock_guard<std::mutex> lock(mu_);
-        ready = done_[static_cast<size_t>(consumed_ % n)] != 0;
+        ready = state_[static_cast<size_t>(consumed_ % n)] == kWritten;
       }
       if (!ready && submitted_ - consumed_ < n) break;  // a slot is free: no waiting
       consumeOldest(false);

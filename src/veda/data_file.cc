@@ -19,6 +19,7 @@
 #include "veda/entry_binding.h"
 #include "veda/field_builder.h"
 #include "veda/output_file.h"
+#include "veda/report.h"
 #include "veda/run_names.h"
 #include "veda/veda_state.h"
 #include "veda/zab_symbol.h"
@@ -120,6 +121,7 @@ struct LineBatch {
   std::vector<char> chunk;
   size_t used = 0;
   std::vector<uint32_t> ends;  // per line: the offset after its line end
+  int writeRc = 0;             // the first failed write of the batch's text
 };
 
 // Writes the data lines. Lines are built straight into a large chunk that
@@ -129,8 +131,8 @@ struct LineBatch {
 // With more than one thread (rt::configuredThreads()), the reading thread
 // reads the records, applies the literal filter and zero suppression, adds
 // the new tuples to the projection in record order and stores each line's
-// keys and values in a batch; worker threads build the batches' lines, and
-// the reading thread writes them in batch order. The file then receives the
+// keys and values in a batch; worker threads build the batches' lines and
+// write them in batch order, one at a time. The file then receives the
 // same bytes as on one thread, and a write error is found at the same line:
 // the text is written in the pieces the one-thread chunk would have had, each
 // checked like a flush of that chunk. Before anything that ends the run, the
@@ -172,7 +174,8 @@ class LineWriter {
     }
     pipe_ = std::make_unique<rt::BatchPipeline>(
         workers, static_cast<int>(batches_.size()), [this](int slot) { buildBatch(slot); },
-        [this](int slot, bool final) { writeBatch(slot, final); });
+        [this](int slot) { writeBatch(slot); },
+        [this](int slot, bool final) { checkBatch(slot, final); });
     // on every way the run ends, the lines of the records read go out first
     f_.attachDrain([](void* w) { static_cast<LineWriter*>(w)->pipe_->haltDrain(); }, this);
   }
@@ -319,11 +322,12 @@ class LineWriter {
     b.used = used;
   }
 
-  // Reading thread, in batch order: the batch's text to the file, in the
-  // pieces the one-thread chunk would have written, each checked the same
-  // way unless the run is ending (`final`).
-  void writeBatch(int slot, bool final) {
+  // A worker, in batch order: the batch's text to the file, in the pieces the
+  // one-thread chunk would have written, each checked the same way: the first
+  // failure is kept with the batch for the reading thread to report.
+  void writeBatch(int slot) {
     LineBatch& b = batches_[static_cast<size_t>(slot)];
+    b.writeRc = 0;
     const uint32_t* ends = b.ends.data();
     int line = 0;
     size_t pos = 0;
@@ -335,17 +339,20 @@ class LineWriter {
                                              [](size_t l, uint32_t e) { return l < e; });
       if (cut == ends + b.count) break;
       f_.write(std::string_view(b.chunk.data() + pos, *cut - pos));
-      if (final) {
-        f_.flush();
-      } else {
-        flush();
-      }
+      if (f_.flush() != 0 && b.writeRc == 0) b.writeRc = f_.ioResult();
       pending_ = 0;
       pos = *cut;
       line = static_cast<int>(cut - ends) + 1;
     }
     f_.write(std::string_view(b.chunk.data() + pos, b.used - pos));
     pending_ += b.used - pos;
+  }
+
+  // The reading thread, in batch order: a failed write ends the run as on one
+  // thread, unless the run is ending anyway.
+  void checkBatch(int slot, bool final) {
+    const LineBatch& b = batches_[static_cast<size_t>(slot)];
+    if (!final && b.writeRc != 0) failFile("Could not write file: ", f_.path(), b.writeRc);
   }
 
   // The fields of the entry that do not change from record to record.
@@ -523,7 +530,8 @@ class LineWriter {
   JoinStyle style_;
   // more than one thread: the batches (every field above is read-only for
   // the workers while an entry's batches are built), the pipeline, and the
-  // text written since the one-thread chunk would last have been written
+  // text written since the one-thread chunk would last have been written (the
+  // writing worker's)
   int batchLines_ = 0;
   std::vector<LineBatch> batches_;
   std::unique_ptr<rt::BatchPipeline> pipe_;

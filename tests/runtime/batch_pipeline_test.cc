@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -39,71 +40,82 @@ TEST(ThreadCount, SettingsAreParsedAndClamped) {
   }
 }
 
-// Each batch holds numbers; workers square them; consume appends in order.
+// Each batch holds numbers; workers square them; write appends them to the
+// output in order; consume notes the batch in the log.
 struct Harness {
   std::vector<std::vector<long>> slots;
-  std::string log;
+  std::string output, log;
   BatchPipeline* pipe = nullptr;
   bool haltInConsume = false;
   explicit Harness(int n) : slots(static_cast<size_t>(n)) {}
   void process(int s) {
     for (long& v : slots[static_cast<size_t>(s)]) v *= v;
   }
+  void write(int s) {
+    for (long v : slots[static_cast<size_t>(s)]) output += std::to_string(v) + " ";
+  }
   void consume(int s, bool final) {
-    for (long v : slots[static_cast<size_t>(s)]) log += std::to_string(v) + (final ? "f " : " ");
+    log += std::to_string(slots[static_cast<size_t>(s)].front()) + (final ? "f " : " ");
     if (haltInConsume) pipe->haltDrain();  // as from a write error that ends the run
   }
 };
 
-TEST(BatchPipeline, ConsumesInFillOrderWithBoundedSlots) {
+std::unique_ptr<BatchPipeline> makePipe(Harness& h, int workers) {
+  return std::make_unique<BatchPipeline>(
+      workers, static_cast<int>(h.slots.size()), [&h](int s) { h.process(s); },
+      [&h](int s) { h.write(s); }, [&h](int s, bool f) { h.consume(s, f); });
+}
+
+TEST(BatchPipeline, WritesAndConsumesInFillOrderWithBoundedSlots) {
   for (int workers : {1, 2, 7}) {
-    Harness h(workers + 1);
-    BatchPipeline pipe(
-        workers, workers + 1, [&](int s) { h.process(s); },
-        [&](int s, bool f) { h.consume(s, f); });
-    std::string want;
-    for (long i = 1; i <= 200; ++i) {
-      int s = pipe.acquire();
-      ASSERT_EQ(pipe.acquire(), s);  // the same slot until submitted
+    Harness h(workers + 2);
+    auto pipe = makePipe(h, workers);
+    std::string want, wantLog;
+    for (long i = 1; i <= 300; ++i) {
+      int s = pipe->acquire();
+      ASSERT_EQ(pipe->acquire(), s);  // the same slot until submitted
       h.slots[static_cast<size_t>(s)].assign({i, -i});
-      pipe.submit();
+      pipe->submit();
       want += std::to_string(i * i) + " " + std::to_string(i * i) + " ";
+      wantLog += std::to_string(i * i) + " ";
     }
-    pipe.drain();
-    EXPECT_EQ(h.log, want) << workers;
+    pipe->drain();
+    EXPECT_EQ(h.output, want) << workers;
+    EXPECT_EQ(h.log, wantLog) << workers;
   }
 }
 
 TEST(BatchPipeline, DrainTakesTheSlotBeingFilled) {
   Harness h(3);
-  BatchPipeline pipe(
-      2, 3, [&](int s) { h.process(s); }, [&](int s, bool f) { h.consume(s, f); });
-  h.slots[static_cast<size_t>(pipe.acquire())].assign({2});
-  pipe.submit();
-  h.slots[static_cast<size_t>(pipe.acquire())].assign({3});
-  EXPECT_TRUE(pipe.filling());
-  pipe.drain();
-  EXPECT_FALSE(pipe.filling());
+  auto pipe = makePipe(h, 2);
+  h.slots[static_cast<size_t>(pipe->acquire())].assign({2});
+  pipe->submit();
+  h.slots[static_cast<size_t>(pipe->acquire())].assign({3});
+  EXPECT_TRUE(pipe->filling());
+  pipe->drain();
+  EXPECT_FALSE(pipe->filling());
+  EXPECT_EQ(h.output, "4 9 ");
   EXPECT_EQ(h.log, "4 9 ");
-  h.slots[static_cast<size_t>(pipe.acquire())].assign({5});
-  pipe.haltDrain();  // on the way out: the rest with final = true
+  h.slots[static_cast<size_t>(pipe->acquire())].assign({5});
+  pipe->haltDrain();  // on the way out: the rest with final = true
+  EXPECT_EQ(h.output, "4 9 25 ");
   EXPECT_EQ(h.log, "4 9 25f ");
-  pipe.haltDrain();  // once only
+  pipe->haltDrain();  // once only
   EXPECT_EQ(h.log, "4 9 25f ");
 }
 
 TEST(BatchPipeline, HaltFromInsideConsumeStopsWithoutConsumingMore) {
   Harness h(4);
-  BatchPipeline pipe(
-      3, 4, [&](int s) { h.process(s); }, [&](int s, bool f) { h.consume(s, f); });
-  h.pipe = &pipe;
+  auto pipe = makePipe(h, 3);
+  h.pipe = pipe.get();
   h.haltInConsume = true;
   for (long i = 1; i <= 3; ++i) {
-    h.slots[static_cast<size_t>(pipe.acquire())].assign({i});
-    pipe.submit();
+    h.slots[static_cast<size_t>(pipe->acquire())].assign({i});
+    pipe->submit();
   }
-  pipe.drain();  // the first consume ends the run: nothing after it is consumed
+  pipe->drain();  // the first consume ends the run: nothing after it is consumed
   EXPECT_EQ(h.log, "1 ");
+  EXPECT_EQ(h.output.substr(0, 2), "1 ");  // written in order, as far as it got
 }
 
 }  // namespace
