@@ -286,7 +286,7 @@ void dumpRecords(DumpState& d, const SymbolInfo& s) {
 // record), the keys from there on and the values (a set: its text number and
 // text), each string as a length byte and its bytes. A worker lays the lines
 // out into the chunk.
-struct DumpBatch {
+struct alignas(64) DumpBatch {  // batches are written on different threads at once
   int type = 0;
   int dim = 0;
   rt::ShortStr name;

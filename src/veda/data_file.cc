@@ -78,8 +78,10 @@ double plainValueBound(const double specials[5]) {
 
 // One tab that the current entry fills: its places, the index positions that
 // feed them, and the field and key of the last record (records come sorted,
-// so consecutive records mostly repeat a tab's tuple).
-struct TabFill {
+// so consecutive records mostly repeat a tab's tuple). Aligned to a cache
+// line: the reading thread's tabs and a worker's copies are written at once
+// on different threads.
+struct alignas(64) TabFill {
   int tab = 0;
   int places = 0;
   int32_t pos[kMaxTuple] = {};  // 1-based index position per place, 0 none
@@ -111,7 +113,7 @@ struct HeadState {
 // the line before), and the text a worker builds from it, with the end of
 // each line. The worker keeps its tab fields from batch to batch (in tabs and
 // head) but rebuilds all of them at a batch's first line.
-struct LineBatch {
+struct alignas(64) LineBatch {  // batches are written on different threads at once
   int count = 0;
   std::vector<int32_t> keys;     // count x the entry's dimension
   std::vector<double> values;    // 2 per line
