@@ -10,7 +10,7 @@
 # $THREADS): records, CSV lines, ZAB file size, wall seconds (best of $RUNS,
 # default 1, the thread counts taken in turn), records per second, peak
 # resident memory (VmHWM) and the largest anonymous memory seen (RssAnon);
-# the dump of every thread count must equal the one of one thread. The library maps the ZAB file into memory but hands each part's
+# the dump of every thread count must be the same. The library maps the ZAB file into memory but hands each part's
 # pages back as soon as it has checked or read past them, so neither the
 # peak resident set (about 8 MiB from 1M to 10M records) nor the dump's own
 # memory (anonymous) may grow with the record count. Work files go to a
@@ -73,17 +73,19 @@ for n in "${counts[@]}"; do
         if [[ -z ${best[$t]:-} ]] || awk -v a="$secs" -v b="${best[$t]}" 'BEGIN {exit !(a < b)}'; then
           best[$t]=$secs hwm[$t]=$hwm_kib anon[$t]=$anon_kib
         fi
-        if [[ $t == 1 ]]; then
+        # every run writes a new file: truncating one still being written
+        # back to disk would cost the next run
+        if [[ ! -f $work/bench_one.csv ]]; then
           mv "${f%.zab}.csv" "$work/bench_one.csv"
-        elif [[ -f $work/bench_one.csv ]] && ! cmp -s "${f%.zab}.csv" "$work/bench_one.csv"; then
-          echo "the dump on $t threads differs from the one on 1 thread" >&2
+        elif ! cmp -s "${f%.zab}.csv" "$work/bench_one.csv"; then
+          echo "the dump on $t threads differs from the first one" >&2
           exit 1
         fi
+        rm -f "${f%.zab}.csv"
       done
     done
-    [[ -f ${f%.zab}.csv ]] || mv "$work/bench_one.csv" "${f%.zab}.csv"
     records=$(awk '/ZAB record count/ {print $1}' "$work/bench_stdout.txt")
-    lines=$(wc -l < "${f%.zab}.csv")
+    lines=$(wc -l < "$work/bench_one.csv")
     for t in $threads; do
       printf '%-10s %7s %10d %11d %10.1f %8.2f %13.0f %9.1f %9.1f\n' "$kind" "$t" "$records" "$lines" \
         "$(awk -v b="$(stat -c %s "$f")" 'BEGIN {print b / 1048576}')" "${best[$t]}" \

@@ -15,30 +15,35 @@ BatchPipeline::BatchPipeline(int workers, int slots, std::function<void(int)> pr
 BatchPipeline::~BatchPipeline() { stop(); }
 
 void BatchPipeline::workerLoop() {
-  const int64_t n = slots();
   std::unique_lock<std::mutex> lock(mu_);
   for (;;) {
     work_.wait(lock, [this] { return stop_ || taken_ < submitted_; });
     if (stop_) return;
-    int slot = static_cast<int>(taken_++ % n);
+    processNext(lock);
+  }
+}
+
+// Takes the next submitted batch, processes it without the lock, and then,
+// when it completes the next batch in order, writes that one and the ones
+// after it that are processed already. Called with the lock held.
+void BatchPipeline::processNext(std::unique_lock<std::mutex>& lock) {
+  const int64_t n = slots();
+  int slot = static_cast<int>(taken_++ % n);
+  lock.unlock();
+  process_(slot);
+  lock.lock();
+  state_[static_cast<size_t>(slot)] = kProcessed;
+  while (!writing_ && !stop_ && written_ < taken_ &&
+         state_[static_cast<size_t>(written_ % n)] == kProcessed) {
+    const int w = static_cast<int>(written_ % n);
+    writing_ = true;
     lock.unlock();
-    process_(slot);
+    if (write_) write_(w);
     lock.lock();
-    state_[static_cast<size_t>(slot)] = kProcessed;
-    // the worker that completes the next batch in order writes it, and the
-    // ones after it that are processed already
-    while (!writing_ && !stop_ && written_ < taken_ &&
-           state_[static_cast<size_t>(written_ % n)] == kProcessed) {
-      const int w = static_cast<int>(written_ % n);
-      writing_ = true;
-      lock.unlock();
-      if (write_) write_(w);
-      lock.lock();
-      writing_ = false;
-      state_[static_cast<size_t>(w)] = kWritten;
-      ++written_;
-      done_cv_.notify_all();
-    }
+    writing_ = false;
+    state_[static_cast<size_t>(w)] = kWritten;
+    ++written_;
+    done_cv_.notify_all();
   }
 }
 
@@ -47,8 +52,15 @@ void BatchPipeline::workerLoop() {
 void BatchPipeline::consumeOldest(bool final) {
   const int slot = static_cast<int>(consumed_ % slots());
   {
+    // rather than wait, the filling thread builds a batch nobody has taken
     std::unique_lock<std::mutex> lock(mu_);
-    done_cv_.wait(lock, [&] { return state_[static_cast<size_t>(slot)] == kWritten; });
+    while (state_[static_cast<size_t>(slot)] != kWritten) {
+      if (!stop_ && taken_ < submitted_) {
+        processNext(lock);
+      } else {
+        done_cv_.wait(lock);
+      }
+    }
   }
   consuming_ = true;
   consume_(slot, final);

@@ -4,9 +4,10 @@
 //
 // The caller owns `slots` batch buffers, numbered 0..slots-1, and gives three
 // functions:
-//   process(slot)        runs on a worker thread, several at once on
-//                        different slots;
-//   write(slot)          runs on a worker thread after process, for one batch
+//   process(slot)        runs on a worker thread (or on the filling thread
+//                        while it would otherwise wait for a batch), several
+//                        at once on different slots;
+//   write(slot)          runs where the batch was processed, for one batch
 //                        at a time and in fill order (the output file is only
 //                        touched here while workers run); may be empty;
 //   consume(slot, final) runs on the filling thread, in fill order, once the
@@ -62,6 +63,7 @@ class BatchPipeline {
  private:
   enum : char { kQueued = 0, kProcessed = 1, kWritten = 2 };
   void workerLoop();
+  void processNext(std::unique_lock<std::mutex>& lock);
   void consumeOldest(bool final);
 
   std::function<void(int)> process_;
