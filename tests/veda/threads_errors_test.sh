@@ -3,7 +3,8 @@
 # and bytes on disk on one thread and on many: a write error (the file size
 # limit, SIGXFSZ ignored) before, between and after the points where the
 # one-thread data writer writes its 1 MB chunk, combined with an internal
-# error that ends the run at the second data entry.
+# error that ends the run at the second data entry; and the dump of the same
+# file under a file size limit.
 #
 #   threads_errors_test.sh ZAB2VEDA ZABTOOL
 set -u
@@ -37,14 +38,17 @@ Value p a b c
 Load  q zone
 VDD
 
-# run LIMIT THREADS BATCH: sets res to the exit code, the last two lines of
-# standard output and the size and checksum of e.vd
+# run LIMIT THREADS BATCH [OUTPUT ARGS...]: sets res to the exit code, the
+# last two lines of standard output and the size and checksum of the output
+# (e.vd of the conversion by default)
 run() {
-  rm -f e.vd
-  local envs=(ZAB2VEDA_THREADS=$2)
+  local limit=$1 out=${4:-e.vd}
+  local envs=(ZAB2VEDA_THREADS=$2) args=("${@:5}")
   [[ -n $3 ]] && envs+=(ZAB2VEDA_BATCH_RECORDS=$3)
-  (trap '' XFSZ; [[ $1 != none ]] && ulimit -f "$1"; env "${envs[@]}" "$z2v" e.zab e.vdd > out.txt 2>&1)
-  res="rc=$? $(tail -n 2 out.txt | tr '\n' '|') $(stat -c %s e.vd 2>/dev/null) $(md5sum < e.vd 2>/dev/null)"
+  [[ ${#args[@]} -eq 0 ]] && args=(e.zab e.vdd)
+  rm -f "$out"
+  (trap '' XFSZ; [[ $limit != none ]] && ulimit -f "$limit"; env "${envs[@]}" "$z2v" "${args[@]}" > out.txt 2>&1)
+  res="rc=$? $(tail -n 2 out.txt | tr '\n' '|') $(stat -c %s "$out" 2>/dev/null) $(md5sum < "$out" 2>/dev/null)"
 }
 
 written='*** Could not write file: e.vd|*** Msg: File too large|'
@@ -68,6 +72,23 @@ for row in "${table[@]}"; do
     run "$limit" "$t" "$b"
     if [[ $res != "$one" ]]; then
       echo "FAIL limit $limit, threads $t, batch ${b:-default}: $res"
+      echo "     one thread: $one"
+      fail=1
+    fi
+  done
+done
+# The dump (3.4 MB): its write errors are reported when the file is closed.
+for limit in none 400 2060; do
+  run "$limit" 1 "" e.csv e.zab
+  one=$res
+  if [[ $limit != none && $one != "rc=1 "*"Could not write file: e.csv|"* ]]; then
+    echo "FAIL dump, limit $limit, one thread: $one"; fail=1
+  fi
+  for tb in "2 1" "3 7" "7 "; do
+    read -r t b <<< "$tb"
+    run "$limit" "$t" "$b" e.csv e.zab
+    if [[ $res != "$one" ]]; then
+      echo "FAIL dump, limit $limit, threads $t, batch ${b:-default}: $res"
       echo "     one thread: $one"
       fail=1
     fi
