@@ -1,5 +1,6 @@
 #include "runtime/batch_pipeline.h"
 
+#include <system_error>
 #include <utility>
 
 namespace rt {
@@ -9,7 +10,13 @@ BatchPipeline::BatchPipeline(int workers, int slots, std::function<void(int)> pr
     : process_(std::move(process)), write_(std::move(write)), consume_(std::move(consume)) {
   state_.assign(static_cast<size_t>(slots < 1 ? 1 : slots), kQueued);
   threads_.reserve(static_cast<size_t>(workers));
-  for (int i = 0; i < workers; ++i) threads_.emplace_back([this] { workerLoop(); });
+  for (int i = 0; i < workers; ++i) {
+    try {
+      threads_.emplace_back([this] { workerLoop(); });
+    } catch (const std::system_error&) {
+      break;  // the system refuses more threads: those started (or none) do the work
+    }
+  }
 }
 
 BatchPipeline::~BatchPipeline() { stop(); }

@@ -23,7 +23,9 @@
 // waits for the oldest one only when every slot is in use, so memory is
 // bounded by the slots. drain() processes, writes and consumes everything
 // submitted (and a slot being filled, as it stands). Nothing is allocated
-// after the constructor.
+// after the constructor. When the system refuses to start a thread, the
+// pipeline works with those it has, or with none: the filling thread then
+// processes and writes every batch itself when it needs the slot again.
 //
 // haltDrain() is for the way out of the process: it stops the pipeline safely
 // on any path, from any point of the filling thread (inside consume() too):

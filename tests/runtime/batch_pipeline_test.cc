@@ -67,7 +67,7 @@ std::unique_ptr<BatchPipeline> makePipe(Harness& h, int workers) {
 }
 
 TEST(BatchPipeline, WritesAndConsumesInFillOrderWithBoundedSlots) {
-  for (int workers : {1, 2, 7}) {
+  for (int workers : {0, 1, 2, 7}) {  // 0: no thread could be started
     Harness h(workers + 2);
     auto pipe = makePipe(h, workers);
     std::string want, wantLog;
