@@ -115,7 +115,9 @@ struct HeadState {
 // head) but rebuilds all of them at a batch's first line.
 struct alignas(64) LineBatch {  // batches are written on different threads at once
   int count = 0;
-  std::vector<int32_t> keys;     // count x the entry's dimension
+  // count x the entry's dimension; room for 20, left uninitialised so that
+  // only the pages an entry uses become resident
+  std::unique_ptr<int32_t[]> keys;
   std::vector<double> values;    // 2 per line
   std::vector<uint8_t> changed;  // per line; kMaxTuple + 1: nothing changed
   std::vector<TabFill> tabs;     // the worker's copy, no projection
@@ -166,7 +168,7 @@ class LineWriter {
     const int workers = threads - 1;
     batches_.resize(static_cast<size_t>(workers) + 2);
     for (LineBatch& b : batches_) {
-      b.keys.resize(static_cast<size_t>(batchLines_) * kMaxTuple);
+      b.keys.reset(new int32_t[static_cast<size_t>(batchLines_) * kMaxTuple]);
       b.values.resize(static_cast<size_t>(batchLines_) * 2);
       b.changed.resize(static_cast<size_t>(batchLines_));
       b.ends.resize(static_cast<size_t>(batchLines_));
