@@ -128,6 +128,7 @@ int TextFile::close() {
   fd_ = -1;
   chunk_ = nullptr;
   chunkUsed_ = nullptr;
+  drain_ = nullptr;
   if (prevOpen_)
     prevOpen_->nextOpen_ = nextOpen_;
   else
@@ -138,7 +139,10 @@ int TextFile::close() {
 }
 
 void TextFile::flushAll() {
-  for (TextFile* f = g_openFiles; f; f = f->nextOpen_) f->flush();
+  for (TextFile* f = g_openFiles; f; f = f->nextOpen_) {
+    if (f->drain_) f->drain_(f->drainCtx_);
+    f->flush();
+  }
 }
 
 }  // namespace rt

@@ -33,6 +33,14 @@ class TextFile {
   // sets *used to 0. Null detaches. The writer keeps *used at a line end.
   void attachChunk(const char* data, size_t* used);
 
+  // flushAll() calls fn(ctx) before it writes this file's buffer: a writer
+  // that keeps lines elsewhere (on other threads) puts them into the file
+  // there, so they are not lost when the process ends. Null detaches.
+  void attachDrain(void (*fn)(void*), void* ctx) {
+    drain_ = fn;
+    drainCtx_ = ctx;
+  }
+
   int flush();  // writes the buffer (and an attached chunk) out; returns ioResult()
   int close();  // flush + close; returns the first failure or 0
   int ioResult() const { return rc_; }
@@ -52,6 +60,8 @@ class TextFile {
   char* buf_ = nullptr;
   const char* chunk_ = nullptr;  // attached block, written after buf_
   size_t* chunkUsed_ = nullptr;
+  void (*drain_)(void*) = nullptr;  // see attachDrain
+  void* drainCtx_ = nullptr;
   TextFile* nextOpen_ = nullptr;
   TextFile* prevOpen_ = nullptr;
 };

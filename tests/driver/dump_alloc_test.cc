@@ -93,9 +93,11 @@ std::string programPath() {
   return buf;
 }
 
-// Dumps the file in a child; returns "<exit code> <allocations>".
-std::string dumpAllocations(const std::string& zab) {
+// Dumps the file in a child on `threads` threads; returns "<exit code> <allocations>".
+std::string dumpAllocations(const std::string& zab, const char* threads) {
   ChildResult r = runInChild([&] {
+    setenv("ZAB2VEDA_THREADS", threads, 1);
+    setenv("ZAB2VEDA_BATCH_RECORDS", "1000", 1);  // many batches
     std::string self = programPath();
     zab::setExecutableDirectory(self.c_str());
     driver::RunState& run = driver::run;
@@ -125,15 +127,22 @@ TEST(DumpMode, RecordLoopDoesNotAllocate) {
   writeZab(small, 10);
   writeZab(large, 20000);
 
-  std::string a = dumpAllocations(small);
-  std::string b = dumpAllocations(large);
+  std::string a[2], b[2];
+  for (int i = 0; i < 2; i++) {
+    a[i] = dumpAllocations(small, i == 0 ? "1" : "3");
+    b[i] = dumpAllocations(large, i == 0 ? "1" : "3");
+  }
   for (const char* f : {"small.zab", "small.csv", "large.zab", "large.csv"})
     std::remove((std::string(dir) + "/" + f).c_str());
   rmdir(dir);
 
-  ASSERT_EQ(a.substr(0, 2), "0 ") << a;
-  EXPECT_EQ(a, b) << "allocations grow with the record count";
-  std::printf("dump allocations: %s (10 records), %s (20000 records)\n", a.c_str(), b.c_str());
+  for (int i = 0; i < 2; i++) {
+    const char* threads = i == 0 ? "one thread" : "three threads";
+    ASSERT_EQ(a[i].substr(0, 2), "0 ") << a[i];
+    EXPECT_EQ(a[i], b[i]) << "allocations grow with the record count on " << threads;
+    std::printf("dump allocations on %s: %s (10 records), %s (20000 records)\n", threads,
+                a[i].c_str(), b[i].c_str());
+  }
 }
 
 }  // namespace
