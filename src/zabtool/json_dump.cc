@@ -161,6 +161,10 @@ bool allUtf8(const zablib::ZabReader& r, std::string& error) {
 
 }  // namespace
 
+namespace {
+constexpr std::string_view kWriteFailed = "write failed: ";
+}  // namespace
+
 bool dumpJson(const zablib::ZabReader& r, FILE* f, std::string& error) {
   if (!allUtf8(r, error)) return false;
   JsonOut o(f);
@@ -242,7 +246,7 @@ bool dumpJson(const zablib::ZabReader& r, FILE* f, std::string& error) {
   o.raw(r.symbolCount() ? "\n  ]\n}\n" : "]\n}\n");
   o.flush();
   if (!o.ok()) {
-    error = std::string("write failed: ") + std::strerror(errno);
+    error = std::string(kWriteFailed) + std::strerror(errno);
     return false;
   }
   return true;
@@ -276,6 +280,9 @@ bool dumpJsonFile(const std::string& zabPath, const std::string& outPath, std::s
     return false;
   }
   bool ok = dumpJson(r, f, error);
+  // a failed write names the file the user asked for (the reason is kept)
+  if (!ok && std::ferror(f) && error.starts_with(kWriteFailed))
+    error = "cannot write " + target.path + ": " + error.substr(kWriteFailed.size());
   if (std::fclose(f) != 0 && ok) {
     error = "cannot write " + tmp + ": " + std::strerror(errno);
     ok = false;

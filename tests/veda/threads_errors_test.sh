@@ -94,4 +94,18 @@ for limit in none 400 2060; do
     fi
   done
 done
+# Without SIGXFSZ ignored by the caller, the limit is still an ordinary
+# write error: message, exit code 1, the lines before it on disk; the same
+# for zabtool's output.
+rm -f e.vd
+(ulimit -f 400; ZAB2VEDA_THREADS=1 "$z2v" e.zab e.vdd > out.txt 2>&1)
+res="rc=$? $(tail -n 2 out.txt | tr '\n' '|') $(stat -c %s e.vd)"
+if [[ $res != "rc=1 $written $((400 * 1024))" ]]; then
+  echo "FAIL limit without the signal ignored: $res"; fail=1
+fi
+(ulimit -f 400; "$zabtool" dump e.zab e2.json > out.txt 2>&1)
+rc=$?
+if [[ $rc != 1 || $(cat out.txt) != "zabtool: cannot write e2.json: File too large" || -e e2.json ]]; then
+  echo "FAIL zabtool under a file size limit: rc=$rc $(cat out.txt)"; fail=1
+fi
 exit $fail
