@@ -1217,7 +1217,7 @@ bool buildFromJsonFile(const std::string& sourcePath, const std::string& outPath
   const std::string where = standardInput ? "standard input" : sourcePath;
   const int fd = standardInput ? STDIN_FILENO : ::open(sourcePath.c_str(), O_RDONLY);
   if (fd < 0) {
-    error = "cannot open " + sourcePath;
+    error = "cannot open " + sourcePath + ": " + std::strerror(errno);
     return false;
   }
   struct stat st;

@@ -247,7 +247,7 @@ TEST(JsonErrorsFile, MissingSourceFile) {
   zabtest::ScratchDir dir;
   std::string error;
   EXPECT_FALSE(zabtool::buildFromJsonFile(dir.file("nope.json"), dir.file("o.zab"), error));
-  EXPECT_EQ(error, "cannot open " + dir.file("nope.json"));
+  EXPECT_EQ(error, "cannot open " + dir.file("nope.json") + ": No such file or directory");
   EXPECT_EQ(dir.entryCount(), 0);
 }
 
