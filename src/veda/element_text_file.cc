@@ -1,6 +1,9 @@
 #include "veda/element_text_file.h"
 
 #include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "core/text_case.h"
 #include "driver/run_state.h"
@@ -182,12 +185,43 @@ void addParentTexts() {
   }
 }
 
+// The quoted element texts of the records, asked of the library once per text
+// number: many tuples share a text. Numbers from kCached on are asked every
+// time, which bounds the index.
+class QuotedTexts {
+ public:
+  std::string_view get(int32_t n) {
+    if (n < 1 || n >= kCached) return fresh(n);
+    const size_t i = static_cast<size_t>(n);
+    if (i >= at_.size()) at_.resize(i + 1 > 2 * at_.size() ? i + 1 : 2 * at_.size(), -1);
+    if (at_[i] < 0) {
+      std::string_view q = fresh(n);
+      at_[i] = static_cast<int64_t>(arena_.size());
+      arena_.push_back(static_cast<char>(q.size()));
+      arena_.append(q);
+    }
+    const char* p = arena_.data() + at_[i];
+    return std::string_view(p + 1, static_cast<uint8_t>(*p));
+  }
+
+ private:
+  static constexpr int32_t kCached = int32_t{1} << 20;
+  std::string_view fresh(int32_t n) {
+    quoteField(elemText(n).view(), field_);
+    return field_.view();
+  }
+  std::vector<int64_t> at_;  // per number: its place in arena_, -1 not yet asked
+  std::string arena_;        // per text asked: its length (a byte), then the quoted text
+  FieldBuf field_;
+};
+
 void writeRecords() {
   vdd::Definition& d = vdd::def;
   State& s = state;
   rt::TextFile& f = s.vde;
   JoinStyle style{d.options.tupleSeparator.view(), d.options.showAllSeparators};
-  FieldBuf tab, parent, element, text;
+  FieldBuf tab, parent, element;
+  QuotedTexts texts;
   driver::run.cnttxt = 0;
   for (int t = 1; t <= d.numDimension; ++t) {
     THashTuple& set = s.projection.tab(t);
@@ -207,12 +241,8 @@ void writeRecords() {
         parent.assign(driver::run.filler.view());
         joinTuple(s.uels, &s.x[1], count, style, element);
       }
-      if (txt == -1) {
-        text.assign(element.view());
-      } else {
-        quoteField(elemText(txt).view(), text);
-      }
-      writeTabRecord(f, tab.view(), parent.view(), element.view(), text.view());
+      const std::string_view text = txt == -1 ? element.view() : texts.get(txt);
+      writeTabRecord(f, tab.view(), parent.view(), element.view(), text);
       ++driver::run.cnttxt;
     }
     checkWritten(f);
