@@ -93,6 +93,17 @@ void TextFile::write(std::string_view s) {
   used_ += s.size();
 }
 
+char* TextFile::room(size_t n) {
+  if (!writable() || n > kBufBytes) return nullptr;
+  spillChunk();
+  if (used_ + n > kBufBytes) {
+    spill(buf_, used_);
+    used_ = 0;
+    if (rc_ != 0) return nullptr;
+  }
+  return buf_ + used_;
+}
+
 void TextFile::write(char c) {
   if (!writable()) return;
   spillChunk();

@@ -29,6 +29,14 @@ class TextFile {
   void write(char c);
   void writeLn(std::string_view s = {});
 
+  // Room for n more bytes in the buffer, for a caller that builds its text
+  // in place and then calls commit(n): the buffer is written out first when
+  // the text would not fit, just as write() of the same bytes would do it.
+  // Null when the file takes no writes (the failure is kept as write() keeps
+  // it) or when n exceeds the buffer (write() the text instead).
+  char* room(size_t n);
+  void commit(size_t n) { used_ += n; }
+
   // The block [data, data + *used) follows the buffer; flush() writes it and
   // sets *used to 0. Null detaches. The writer keeps *used at a line end.
   void attachChunk(const char* data, size_t* used);

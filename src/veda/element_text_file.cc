@@ -1,6 +1,11 @@
 #include "veda/element_text_file.h"
 
 #include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "core/text_case.h"
 #include "driver/run_state.h"
@@ -182,16 +187,95 @@ void addParentTexts() {
   }
 }
 
+// The quoted element texts of the records, asked of the library once per text
+// number: many tuples share a text. Each is kept as a length byte and the
+// quoted text in blocks that never move, so that the lines being built
+// elsewhere can point at it.
+class QuotedTexts {
+ public:
+  const char* get(int32_t n) {
+    const char** known;
+    if (n >= 1 && n < kIndexed) {
+      const size_t i = static_cast<size_t>(n);
+      if (i >= at_.size()) at_.resize(i + 1 > 2 * at_.size() ? i + 1 : 2 * at_.size(), nullptr);
+      known = &at_[i];
+    } else {
+      known = &others_[n];
+    }
+    if (*known == nullptr) *known = keep(n);
+    return *known;
+  }
+  static std::string_view view(const char* kept) {
+    return std::string_view(kept + 1, static_cast<uint8_t>(*kept));
+  }
+
+ private:
+  static constexpr int32_t kIndexed = int32_t{1} << 20;
+  static constexpr size_t kBlock = size_t{1} << 16;
+  const char* keep(int32_t n) {
+    FieldBuf field;
+    quoteField(elemText(n).view(), field);
+    const size_t need = static_cast<size_t>(field.length()) + 1;
+    if (blocks_.empty() || kBlock - used_ < need) {
+      blocks_.push_back(std::make_unique_for_overwrite<char[]>(kBlock));
+      used_ = 0;
+    }
+    char* p = blocks_.back().get() + used_;
+    p[0] = static_cast<char>(field.length());
+    std::memcpy(p + 1, field.view().data(), static_cast<size_t>(field.length()));
+    used_ += need;
+    return p;
+  }
+  std::vector<const char*> at_;  // per number below kIndexed: its text, null not yet asked
+  std::unordered_map<int32_t, const char*> others_;
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  size_t used_ = 0;
+};
+
+// A line of the element-text file: the tab, the parent of a (child, -parent)
+// tuple or the filler, the tuple, and its text (aux: kept by QuotedTexts, or
+// null for the tuple itself).
+class TextLine : public TabLineBuilder {
+ public:
+  TextLine(std::string_view tab, JoinStyle style)
+      : tab_(tab), style_(style), uels_(state.uels), filler_(driver::run.filler.view()) {}
+  void build(const int32_t* x, int count, const char* aux, Scratch& sc,
+             std::string_view fields[4]) const override {
+    if (count == 2 && x[1] < 0) {
+      int32_t p = x[1] == INT32_MIN ? 0 : -x[1];
+      quoteField(uels_.get(p), sc.parent);
+      joinTuple(uels_, x, 1, style_, sc.element);
+    } else {
+      sc.parent.assign(filler_);
+      joinTuple(uels_, x, count, style_, sc.element);
+    }
+    fields[0] = tab_;
+    fields[1] = sc.parent.view();
+    fields[2] = sc.element.view();
+    fields[3] = aux == nullptr ? sc.element.view() : QuotedTexts::view(aux);
+  }
+
+ private:
+  std::string_view tab_;
+  JoinStyle style_;
+  const LabelTable& uels_;
+  std::string_view filler_;
+};
+
 void writeRecords() {
   vdd::Definition& d = vdd::def;
   State& s = state;
   rt::TextFile& f = s.vde;
   JoinStyle style{d.options.tupleSeparator.view(), d.options.showAllSeparators};
-  FieldBuf tab, parent, element, text;
+  FieldBuf tab;
+  QuotedTexts texts;
+  TabLines lines(f);
   driver::run.cnttxt = 0;
   for (int t = 1; t <= d.numDimension; ++t) {
     THashTuple& set = s.projection.tab(t);
     quoteField(d.dimensionStore.getTabName(t).view(), tab);
+    const TextLine builder(tab.view(), style);
+    lines.begin(builder);
     // a tab without texts writes nothing: its walk is skipped, not its sort
     const int n = set.textCount() > 0 ? set.count() : 0;
     if (n == 0) set.skipSortedWalk();
@@ -199,22 +283,10 @@ void writeRecords() {
       int32_t txt = set.getSortedText(i);
       if (txt == 0) continue;
       int count = set.getSorted(i, s.x);
-      if (count == 2 && s.x[2] < 0) {
-        int32_t p = s.x[2] == INT32_MIN ? 0 : -s.x[2];
-        quoteField(s.uels.get(p), parent);
-        joinTuple(s.uels, &s.x[1], 1, style, element);
-      } else {
-        parent.assign(driver::run.filler.view());
-        joinTuple(s.uels, &s.x[1], count, style, element);
-      }
-      if (txt == -1) {
-        text.assign(element.view());
-      } else {
-        quoteField(elemText(txt).view(), text);
-      }
-      writeTabRecord(f, tab.view(), parent.view(), element.view(), text.view());
+      lines.add(&s.x[1], count, txt == -1 ? nullptr : texts.get(txt));
       ++driver::run.cnttxt;
     }
+    lines.finish();
     checkWritten(f);
   }
 }

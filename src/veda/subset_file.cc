@@ -95,30 +95,57 @@ bool collectMembers(int k, int tab) {
   return true;
 }
 
-void writeMembers(int tab, const ShortStr& subsetName) {
+// A line of the subset file: the tab, the parent of a (child, parent, -1)
+// tuple or the filler, the subset's name, and the tuple.
+class MemberLine : public TabLineBuilder {
+ public:
+  MemberLine(std::string_view tab, std::string_view name)
+      : tab_(tab),
+        name_(name),
+        separator_(vdd::def.options.tupleSeparator.view()),
+        uels_(state.uels),
+        filler_(driver::run.filler.view()) {}
+  void build(const int32_t* x, int count, const char*, Scratch& sc,
+             std::string_view fields[4]) const override {
+    if (count == 3 && x[2] == -1) {
+      quoteField(uels_.get(x[0]), sc.element);
+      quoteField(uels_.get(x[1]), sc.parent);
+    } else {
+      joinAllSeparators(uels_, x, count, separator_, sc.element);
+      sc.parent.assign(filler_);
+    }
+    fields[0] = tab_;
+    fields[1] = sc.parent.view();
+    fields[2] = name_;
+    fields[3] = sc.element.view();
+  }
+
+ private:
+  std::string_view tab_, name_, separator_;
+  const LabelTable& uels_;
+  std::string_view filler_;
+};
+
+void writeMembers(TabLines& lines, int tab, const ShortStr& subsetName) {
   vdd::Definition& d = vdd::def;
   State& s = state;
   rt::TextFile& f = s.vds;
   THashTuple& set = s.projection.tab(tab);
-  FieldBuf tabField, nameField, parent, element;
+  FieldBuf tabField, nameField;
   quoteField(d.dimensionStore.getTabName(tab).view(), tabField);
   quoteField(subsetName.view(), nameField);
+  const MemberLine builder(tabField.view(), nameField.view());
+  lines.begin(builder);
   // no member: nothing to write, and the walk's sort is only owed
   const int n = set.textCount() > 0 ? set.count() : 0;
   if (n == 0) set.skipSortedWalk();
   for (int i = 1; i <= n; ++i) {
     if (set.getSortedText(i) != 1) continue;
     int count = set.getSorted(i, s.x);
-    if (count == 3 && s.x[3] == -1) {
-      quoteField(s.uels.get(s.x[1]), element);
-      quoteField(s.uels.get(s.x[2]), parent);
-    } else {
-      joinAllSeparators(s.uels, &s.x[1], count, d.options.tupleSeparator.view(), element);
-      parent.assign(driver::run.filler.view());
-    }
-    writeTabRecord(f, tabField.view(), parent.view(), nameField.view(), element.view());
+    lines.add(&s.x[1], count, nullptr);
     ++driver::run.cntsub;
   }
+  lines.finish();
   checkWritten(f);
 }
 
@@ -157,6 +184,7 @@ void writeSubsetFile() {
   bool vedaFiles = driver::run.vedaline && !d.options.csvFormat;
   ShortStr name = subsetFileName(driver::run.runid.view(), vedaFiles);
   createOrFail(s.vds, name.view());
+  TabLines lines(s.vds);
   driver::run.cntsub = 0;
   for (int i = 1; i <= d.numDimension; ++i) {
     if (d.dimSubset[i] == 0) continue;
@@ -171,7 +199,7 @@ void writeSubsetFile() {
         }
         collectMembers(k, i);
       }
-      writeMembers(i, d.subset[j]);
+      writeMembers(lines, i, d.subset[j]);
       writeSetText(i, d.subset[j]);
     }
   }

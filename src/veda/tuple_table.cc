@@ -2,11 +2,16 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <limits>
 #include <new>
+#include <system_error>
+#include <thread>
 
 #include "runtime/console.h"
+#include "runtime/thread_count.h"
 
 namespace veda {
 
@@ -334,10 +339,12 @@ void TupleTable::sort() {
     if (!inOrder) {
       sortKeys_.resize(static_cast<size_t>(count_));
       for (size_t p = 0; p < map_.size(); ++p) sortKeys_[p] = prefixOf(map_[p]);
+      int threads = count_ >= kThreadedSort ? rt::configuredThreads() : 1;
+      if (threads > kMaxSortThreads) threads = kMaxSortThreads;
       if (prefixDecides) {
-        quickSort<true>(0, count_ - 1);
+        threads > 1 ? quickSortOnThreads<true>(threads) : quickSort<true>(0, count_ - 1);
       } else {
-        quickSort<false>(0, count_ - 1);
+        threads > 1 ? quickSortOnThreads<false>(threads) : quickSort<false>(0, count_ - 1);
       }
       std::vector<uint64_t>().swap(sortKeys_);
     }
@@ -349,35 +356,44 @@ void TupleTable::sort() {
 // The one quicksort whose order of equal keys the output shows: the pivot is
 // the key in the middle of the range, both scans stop on keys equal to it,
 // and the loop goes on with the larger part after the smaller one is sorted.
-// The map positions move together with their prefixes.
+// The map positions move together with their prefixes. One round splits
+// [l, r] into [l, j] and [i, r] (j < i), which are sorted independently.
 template <bool kPrefixDecides>
-void TupleTable::quickSort(int l, int r) {
+void TupleTable::partition(int l, int r, int& jOut, int& iOut) {
   uint64_t* keys = sortKeys_.data();
   int32_t* map = map_.data();
+  int i = l;
+  int j = r;
+  const int mid = l + (r - l) / 2;
+  const uint64_t pivot = keys[mid];
+  const int32_t pivotEntry = map[mid];
+  do {
+    if constexpr (kPrefixDecides) {
+      while (keys[i] < pivot) ++i;
+      while (keys[j] > pivot) --j;
+    } else {
+      while (keys[i] < pivot || (keys[i] == pivot && compareEntries(map[i], pivotEntry) < 0)) ++i;
+      while (keys[j] > pivot || (keys[j] == pivot && compareEntries(map[j], pivotEntry) > 0)) --j;
+    }
+    if (i < j) {
+      std::swap(keys[i], keys[j]);
+      std::swap(map[i], map[j]);
+      ++i;
+      --j;
+    } else if (i == j) {
+      ++i;
+      --j;
+    }
+  } while (i <= j);
+  jOut = j;
+  iOut = i;
+}
+
+template <bool kPrefixDecides>
+void TupleTable::quickSort(int l, int r) {
   while (r > l) {
-    int i = l;
-    int j = r;
-    const int mid = l + (r - l) / 2;
-    const uint64_t pivot = keys[mid];
-    const int32_t pivotEntry = map[mid];
-    do {
-      if constexpr (kPrefixDecides) {
-        while (keys[i] < pivot) ++i;
-        while (keys[j] > pivot) --j;
-      } else {
-        while (keys[i] < pivot || (keys[i] == pivot && compareEntries(map[i], pivotEntry) < 0)) ++i;
-        while (keys[j] > pivot || (keys[j] == pivot && compareEntries(map[j], pivotEntry) > 0)) --j;
-      }
-      if (i < j) {
-        std::swap(keys[i], keys[j]);
-        std::swap(map[i], map[j]);
-        ++i;
-        --j;
-      } else if (i == j) {
-        ++i;
-        --j;
-      }
-    } while (i <= j);
+    int i, j;
+    partition<kPrefixDecides>(l, r, j, i);
     if (j - l < r - i) {
       if (j > l) quickSort<kPrefixDecides>(l, j);
       l = i;
@@ -386,6 +402,52 @@ void TupleTable::quickSort(int l, int r) {
       r = j;
     }
   }
+}
+
+// The same sort on several threads: the largest range is split by the same
+// rounds until there are a few ranges per thread, and the threads then sort
+// whole ranges. A range ends in the same order whoever sorts it and when, so
+// the result is the one-thread sort's, ties included.
+template <bool kPrefixDecides>
+void TupleTable::quickSortOnThreads(int threads) {
+  constexpr int kMaxRanges = 64;
+  struct Range {
+    int l, r;
+  };
+  Range ranges[kMaxRanges];
+  int n = 0;
+  ranges[n++] = Range{0, count_ - 1};
+  const int wanted = 4 * threads < kMaxRanges - 1 ? 4 * threads : kMaxRanges - 1;
+  const int smallEnough = count_ / (2 * wanted);
+  while (n < wanted) {
+    int big = 0;
+    for (int k = 1; k < n; ++k) {
+      if (ranges[k].r - ranges[k].l > ranges[big].r - ranges[big].l) big = k;
+    }
+    const Range b = ranges[big];
+    if (b.r - b.l < smallEnough) break;
+    int i, j;
+    partition<kPrefixDecides>(b.l, b.r, j, i);
+    ranges[big] = Range{b.l, j};
+    ranges[n++] = Range{i, b.r};
+  }
+  std::sort(ranges, ranges + n,
+            [](const Range& a, const Range& b) { return a.r - a.l > b.r - b.l; });
+  std::atomic<int> next{0};
+  auto work = [&] {
+    for (int k = next.fetch_add(1); k < n; k = next.fetch_add(1)) {
+      quickSort<kPrefixDecides>(ranges[k].l, ranges[k].r);
+    }
+  };
+  std::vector<std::thread> helpers;
+  helpers.reserve(static_cast<size_t>(threads) - 1);
+  try {
+    for (int t = 1; t < threads; ++t) helpers.emplace_back(work);
+  } catch (const std::system_error&) {
+    // no more threads to be had: the ones started and this one share the ranges
+  }
+  work();
+  for (std::thread& h : helpers) h.join();
 }
 
 int64_t TupleTable::memoryUsed() {

@@ -11,7 +11,9 @@
 // recursion into the smaller part), run over the list of positions as the
 // last sort left it with the positions added since appended; a set whose
 // positions are in order already is left as it is. That order reaches the
-// output and is kept exactly.
+// output and is kept exactly. Large sets are sorted on the configured number
+// of threads (rt::configuredThreads), each sorting whole parts of the one
+// quicksort, so that the order is the same on any number.
 //
 // Storage: while every tuple of a set has the same count (the usual case)
 // its records (the integers, then the text) lie at a fixed stride in chunks
@@ -107,6 +109,9 @@ class TupleTable {
   static constexpr int32_t kChunkEntries = int32_t{1} << kChunkShift;
   static constexpr int kPoolInts = 1 << 16;
   static constexpr int kQueue = 16;  // tuples in flight in addLater
+  // sets from this size on are sorted on the configured number of threads
+  static constexpr int32_t kThreadedSort = 1 << 16;
+  static constexpr int kMaxSortThreads = 8;
 
   const int32_t* keyOf(int32_t e) const {
     if (mixed_) return where_[static_cast<size_t>(e)];
@@ -136,7 +141,11 @@ class TupleTable {
   int compareEntries(int32_t a, int32_t b) const;
   uint64_t prefixOf(int32_t e) const;
   template <bool kPrefixDecides>
+  void partition(int l, int r, int& jOut, int& iOut);
+  template <bool kPrefixDecides>
   void quickSort(int l, int r);
+  template <bool kPrefixDecides>
+  void quickSortOnThreads(int threads);
 
   int32_t count_ = 0;
   int width_ = -1;  // integers per tuple while all agree; -1 before the first

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -111,6 +112,44 @@ TEST(TextFile, FailureOnAFullBufferIsKept) {
   for (int i = 0; i < 200; ++i) f.write(chunk);  // overflows the buffer: spills
   EXPECT_EQ(f.ioResult(), ENOSPC);
   EXPECT_EQ(f.close(), ENOSPC);
+}
+
+// Text built in place goes out at the same points as the same text written:
+// the bytes on disk agree after every line, not only at the end.
+TEST(TextFile, RoomSpillsWhereWriteWould) {
+  std::string writtenPath = tempPath("written"), builtPath = tempPath("built");
+  TextFile written, built;
+  ASSERT_EQ(written.create(writtenPath), 0);
+  ASSERT_EQ(built.create(builtPath), 0);
+  for (int i = 0; i < 3000; ++i) {
+    std::string line = std::to_string(i) + std::string(static_cast<size_t>(i * 7 % 311), 'q');
+    written.write(line);
+    written.write('\n');
+    char* p = built.room(line.size() + 1);
+    ASSERT_NE(p, nullptr);
+    std::memcpy(p, line.data(), line.size());
+    p[line.size()] = '\n';
+    built.commit(line.size() + 1);
+    ASSERT_EQ(readAll(builtPath), readAll(writtenPath)) << "after line " << i;
+  }
+  EXPECT_EQ(built.room(size_t{1} << 20), nullptr);  // more than the buffer holds
+  EXPECT_EQ(built.ioResult(), 0);
+  EXPECT_EQ(written.close(), 0);
+  EXPECT_EQ(built.close(), 0);
+  EXPECT_EQ(readAll(builtPath), readAll(writtenPath));
+  std::remove(writtenPath.c_str());
+  std::remove(builtPath.c_str());
+
+  TextFile never;
+  EXPECT_EQ(never.room(1), nullptr);
+  EXPECT_EQ(never.ioResult(), EBADF);
+  TextFile full;
+  ASSERT_EQ(full.create("/dev/full"), 0);
+  ASSERT_NE(full.room(60000), nullptr);
+  full.commit(60000);
+  EXPECT_EQ(full.room(10000), nullptr);  // the spill failed
+  EXPECT_EQ(full.ioResult(), ENOSPC);
+  EXPECT_EQ(full.close(), ENOSPC);
 }
 
 TEST(TextFile, CloseWithoutWritingToFullDeviceIsFine) {
