@@ -21,29 +21,12 @@
 #include <string>
 #include <vector>
 
+#include "best_of.h"
 #include "zabcclib.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double cpuNow() {
-  timespec ts;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-  return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
-}
-
-struct Best {
-  double wall = 1e9, cpu = 1e9;
-  template <typename F>
-  void run(F&& f) {
-    const auto t0 = Clock::now();
-    const double c0 = cpuNow();
-    f();
-    cpu = std::min(cpu, cpuNow() - c0);
-    wall = std::min(wall, std::chrono::duration<double>(Clock::now() - t0).count());
-  }
-};
+using bench::Best;
 
 struct Short {
   unsigned char b[256];

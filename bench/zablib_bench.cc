@@ -29,38 +29,14 @@
 #include <string>
 #include <vector>
 
+#include "best_of.h"
 #include "zabcclib.h"
 #include "zablib/zab_writer.h"
 #include "zabtool/gen.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double seconds(Clock::time_point t0) {
-  return std::chrono::duration<double>(Clock::now() - t0).count();
-}
-
-// CPU time of this process: on the shared 2-core machine the wall clock
-// also counts time the other builds took, so both are reported.
-double cpuNow() {
-  timespec ts;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-  return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
-}
-
-// Best wall and CPU seconds over several runs of one measurement.
-struct Best {
-  double wall = 1e9, cpu = 1e9;
-  template <typename F>
-  void run(F&& f) {
-    const auto t0 = Clock::now();
-    const double c0 = cpuNow();
-    f();
-    cpu = std::min(cpu, cpuNow() - c0);
-    wall = std::min(wall, seconds(t0));
-  }
-};
+using bench::Best;
 
 // A field of /proc/self/status in kB ("VmHWM", "RssAnon", ...), or -1.
 long statusKb(const char* field) {
